@@ -1,0 +1,179 @@
+#include "board/movegen.h"
+#include "board/move_scoring.h"
+
+namespace {
+
+template <int Us>
+inline int EvasionScoreOf(u32 move, int *safety) {
+  if (IsCaptureOrPromotion(move)) {
+    const int s = CaptureScoreOf(move, Us, safety);  // marks a losing capture with a positive score as 2
+    return s > 0 ? s + EVASION_CAPTURE_OFFSET : s;
+  }
+  if (IsEnPassant(move)) return EN_PASSANT_SCORE + EVASION_CAPTURE_OFFSET;
+  const int t = HistoryCell(move, *safety, 2, Us);
+  const int s = t + (t >> 2);
+  if (GameHistoryCount < 1) return s;
+  const int checkFrom = MoveTo(GameHistory[GameHistoryCount - 1].Move);
+  const int king = thread_board.KingSquare[Us];
+  if (move == CheckReplies[0][checkFrom][king][Us]) return s + 80000;
+  if (move == CheckReplies[1][checkFrom][king][Us]) return s + 40000;
+  return s;
+}
+
+template <int Us>
+inline void AddEvasion(int from, int to, int moved, int captured, int promotion, int safety) {
+  const u32 move = MakeMove(from, to, moved, captured, promotion);
+  const int score = EvasionScoreOf<Us>(move, &safety);
+  PushMove(move, score, safety);
+}
+
+template <int Us>
+inline void AddClassifiedEvasion(int from, int to, int moved, int captured, int promotion) {
+  AddEvasion<Us>(from, to, moved, captured, promotion, SafetyOf(from, to, moved, captured, promotion));
+}
+
+// A pawn arriving on the last rank: queen, rook, bishop, knight.
+template <int Us>
+inline void AddPawnEvasion(int from, int to, bool everyPromotionClassified) {
+  const BoardRecord &b = thread_board;
+  const int captured = b.Board[to];
+  if (RankOf(to) != (Us == WHITE ? 7 : 0)) {
+    AddClassifiedEvasion<Us>(from, to, PAWN, captured, 0);
+    return;
+  }
+  AddClassifiedEvasion<Us>(from, to, PAWN, captured, QUEEN);
+  for (int piece : {ROOK, BISHOP, KNIGHT}) {
+    if (everyPromotionClassified)
+      AddClassifiedEvasion<Us>(from, to, PAWN, captured, piece);
+    else
+      AddEvasion<Us>(from, to, PAWN, captured, piece, 0);
+  }
+}
+
+template <int Us, int Piece>
+inline void PieceEvasions(u64 targets) {
+  const BoardRecord &b = thread_board;
+  for (u64 pieces = b.PieceBoards[Piece][Us]; pieces;) {
+    const int from = PopLowest(pieces);
+    if (IsPinnedPiece(from)) continue;
+    for (u64 to = AttacksFrom<Piece>(from, b.Occupied) & targets; to;) {
+      const int sq = PopLowest(to);
+      AddClassifiedEvasion<Us>(from, sq, Piece, b.Board[sq], 0);
+    }
+  }
+}
+
+// Is the king's step to `to` safe: no attacker there, and not straight away from a checking slider.
+template <int Us>
+inline bool KingStepSafe(int king, int to, int ray1, int ray2) {
+  constexpr int Them = ChangeSide(Us);
+  const BoardRecord &b = thread_board;
+  if ((PawnAttacks[Us][to] & b.Pawns[Them]) || (KnightAttacks[to] & b.Knights[Them]) ||
+      (KingAttacks[to] & b.Kings[Them]))
+    return false;
+  const u64 lines = b.RooksQueens & b.Pieces[Them], diagonals = b.BishopsQueens & b.Pieces[Them];
+  if ((RookEmpty[to] & lines) && (RookAttacks(to, b.Occupied) & lines)) return false;
+  if ((BishopEmpty[to] & diagonals) && (BishopAttacks(to, b.Occupied) & diagonals)) return false;
+  const int away = Direction[king][to];
+  return !(away && (away == ray1 || away == ray2));
+}
+
+template <int Us>
+void EvasionsFor() {
+  constexpr int Them = ChangeSide(Us);
+  constexpr int forward = Us == WHITE ? 8 : -8;
+  const BoardRecord &b = thread_board;
+  const int king = b.KingSquare[Us];
+  const u64 occ = b.Occupied;
+  const u64 checkers = (KnightAttacks[king] & b.Knights[Them]) | (PawnAttacks[Us][king] & b.Pawns[Them]) |
+                       (RookAttacks(king, occ) & (b.Rooks[Them] | b.Queens[Them])) |
+                       (BishopAttacks(king, occ) & (b.Bishops[Them] | b.Queens[Them])) |
+                       (KingAttacks[king] & b.Kings[Them]);
+  if (!checkers) return;
+  const bool doubleCheck = PopCount(checkers) > 1;
+  const int c1 = HighestSquare(checkers), c2 = LowestSquare(checkers);
+  int ray1 = 0, ray2 = 0;
+  u64 targets = checkers;
+  if (b.Board[c1] & 4) ray1 = Direction[c1][king];
+  if (doubleCheck && (b.Board[c2] & 4)) ray2 = Direction[c2][king];
+  if (!doubleCheck && (b.Board[c1] & 4)) targets |= Between[c1][king];
+
+  // Only a king that really stands there moves.
+  if (b.Kings[Us] & Bit(king))
+    for (u64 steps = KingAttacks[king] & ~b.Pieces[Us]; steps;) {
+      const int to = PopLowest(steps);
+      if (KingStepSafe<Us>(king, to, ray1, ray2)) AddEvasion<Us>(king, to, KING, b.Board[to], 0, 1);
+    }
+  if (doubleCheck) return;
+
+  PieceEvasions<Us, KNIGHT>(targets);
+  PieceEvasions<Us, BISHOP>(targets);
+  PieceEvasions<Us, ROOK>(targets);
+  PieceEvasions<Us, QUEEN>(targets);
+
+  const u64 singles = (Us == WHITE ? b.Pawns[Us] << 8 : b.Pawns[Us] >> 8) & ~occ;
+  const u64 thirdRank = Us == WHITE ? RankMask(2) : RankMask(5);
+  for (u64 to = (Us == WHITE ? (singles & thirdRank) << 8 : (singles & thirdRank) >> 8) & ~occ & targets; to;) {
+    const int sq = PopLowest(to), from = sq - 2 * forward;
+    if (!IsPinnedPiece(from)) AddClassifiedEvasion<Us>(from, sq, PAWN, NONE, 0);
+  }
+  for (u64 to = singles & targets; to;) {
+    const int sq = PopLowest(to), from = sq - forward;
+    if (!IsPinnedPiece(from)) AddPawnEvasion<Us>(from, sq, false);
+  }
+  if (b.Board[c1] == PAWN && RankOf(c1) == (Us == WHITE ? 4 : 3) && GameHistoryCount > 0) {
+    const u32 last = GameHistory[GameHistoryCount - 1].Move;
+    if (MoveTo(last) == c1 && RankOf(MoveFrom(last)) == (Us == WHITE ? 6 : 1)) {
+      if (FileOf(c1) != 0 && (b.Pawns[Us] & Bit(c1 - 1)) && !IsPinnedPiece(c1 - 1))
+        AddEvasion<Us>(c1 - 1, c1 + forward, PAWN, NONE, 0, 1);
+      if (FileOf(c1) != 7 && (b.Pawns[Us] & Bit(c1 + 1)) && !IsPinnedPiece(c1 + 1))
+        AddEvasion<Us>(c1 + 1, c1 + forward, PAWN, NONE, 0, 1);
+    }
+  }
+  for (u64 pawns = b.Pawns[Us] & PawnAttacks[Them][c1]; pawns;) {
+    const int from = PopLowest(pawns);
+    if (!IsPinnedPiece(from)) AddPawnEvasion<Us>(from, c1, true);
+  }
+}
+
+void Evasions() { thread_board.SideToMove == WHITE ? EvasionsFor<WHITE>() : EvasionsFor<BLACK>(); }
+
+}  // namespace
+
+int GenerateEvasions(int stage) { return stage == 14 ? GenerateEvasionsNow() : 0; }
+
+int GenerateEvasionsNow() {
+  PlyStack[Ply].TriedCount = 0;
+  const int start = MoveStackTop;
+  Evasions();
+  return MoveStackTop > start ? 12 : 0;
+}
+
+void GenerateEvasionsList() { Evasions(); }
+
+int EvasionScore(u32 move, int *safety) {
+  return thread_board.SideToMove == WHITE ? EvasionScoreOf<WHITE>(move, safety) : EvasionScoreOf<BLACK>(move, safety);
+}
+
+bool IsPinnedPiece(int square) {
+  const BoardRecord &b = thread_board;
+  const int us = b.SideToMove, them = ChangeSide(us);
+  const int d = Direction[square][b.KingSquare[us]];
+  u64 line, pinners;
+  if (d == 9 || d == -9) {
+    line = (RaySW[square] | RayNE[square]) & BishopAttacks(square, b.Occupied);
+    pinners = b.Bishops[them] | b.Queens[them];
+  } else if (d == 7 || d == -7) {
+    line = (RaySE[square] | RayNW[square]) & BishopAttacks(square, b.Occupied);
+    pinners = b.Bishops[them] | b.Queens[them];
+  } else if (d == 8 || d == -8) {
+    line = FileMask(FileOf(square)) & RookAttacks(square, b.Occupied);
+    pinners = b.Rooks[them] | b.Queens[them];
+  } else if (d == 1 || d == -1) {
+    line = RankMask(RankOf(square)) & RookAttacks(square, b.Occupied);
+    pinners = b.Rooks[them] | b.Queens[them];
+  } else {
+    return false;
+  }
+  return (line & b.Kings[us] & Bit(b.KingSquare[us])) && (line & pinners);
+}

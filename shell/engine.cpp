@@ -1,0 +1,85 @@
+#include "shell/engine.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+
+#include "board/attacks.h"
+#include "board/position.h"
+#include "shell/commands.h"
+#include "shell/input.h"
+#include "shell/settings.h"
+#include "search/statistics.h"
+
+namespace {
+
+const char *OnOff(int value) { return value ? "on" : "off"; }
+
+void PrintConfiguration() {
+  const SettingsRecord &s = Settings;
+  printf("Transposition size is %d entries (%lld bytes)\n", s.TranspositionSize, s.TranspositionSize * 26LL);
+  printf("Pawn hash size is %d entries (%lld bytes)\n", s.PawnHashSize, s.PawnHashSize * 34LL);
+  printf("Aggressivity = %d (%d)%%\nCowardice = %d (%d)%%\n", s.Aggressivity, s.AggressivityHalf, s.Cowardice,
+         s.CowardiceHalf);
+  printf("ResignValue = %d\nResignTimes = %d\n", s.ResignValue, s.ResignTimes);
+  printf("UseEGTB = %s\n", OnOff(s.UseEGTB));
+  printf("EGTB path = \"%s\"\n", TablebasePath);
+  printf("UseBookWeights = %s\n", OnOff(s.UseBookWeights));
+  printf("UseBookLearning = %s\n", OnOff(s.UseBookLearning));
+  printf("BookLearningMode = %s\n", s.BookLearningMode ? "DISCOVER" : "KILL");
+  printf("VarietyOfPlay = %d\nBookLearningBound = %d\n", s.VarietyOfPlay, s.BookLearningBound);
+  printf("UseLearning = %s\n", OnOff(s.UseLearning));
+  printf("UseLearningData = %s\n", OnOff(s.UseLearningData));
+  printf("LogLearningIntoFile = %s\n", OnOff(s.LogLearningIntoFile));
+  printf("Pondering = %s\n\n", OnOff(s.Pondering));
+  fflush(stdout);
+}
+
+}  // namespace
+
+void StartEngine() {
+  SetFirstDefaults();
+  printf("%s\n", VERSION_LINE);
+  InitRandomKeys();
+  InitAttackTables();
+  ClearCaptureStatistics();
+  SetSecondDefaults();
+  std::srand(unsigned(std::time(nullptr)));
+  PrintConfiguration();
+  Settings.PostThinking = 1;
+  Settings.TimeLeft = -1;
+  Settings.TbPiecesInUse = Settings.UseEGTB ? Settings.TbMaxPieces : 0;
+  NewGame();
+}
+
+void NewGame() {
+  SettingsRecord &s = Settings;
+  if (!s.FritzMode && !s.UciMode) {
+    std::memset(HistoryTable, 0, sizeof HistoryTable);
+    ClearKillers();
+    s.LastScore = s.LastScoreSide = 0;
+    s.BookLearningDone = 0;
+  }
+  SetStartPosition();
+  s.SearchDepthLimit = 998;
+  s.FixedMoveTime = 0;
+  s.MateLimit = 0;
+  s.ForceMode = 0;
+}
+
+void RunOuterLoop() {
+  for (;;) {
+    CommandLine[0] = '\0';
+    bool ended = false;
+    while (!ended && !TakeLine(CommandLine)) ended = !ReadInput();
+    // The input has closed for good: nothing more can come.
+    if (ended) quit(0);
+    ProcessCommand();
+  }
+}
+
+void quit(int code) {
+  fflush(stdout);
+  std::exit(code);
+}

@@ -1,0 +1,11 @@
+// Start-up, the outer loop and the one exit.
+#pragma once
+
+constexpr const char *VERSION_LINE = "Quarvelle v1.98 [r2769/26.01.2018]";
+
+void StartEngine();
+[[noreturn]] void RunOuterLoop();
+// Starts a new game as the `new` command does.
+void NewGame();
+// Releases everything and ends the process: 0 for quit, 1 for a failed allocation.
+[[noreturn]] void quit(int code);

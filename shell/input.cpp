@@ -1,0 +1,96 @@
+#include "shell/input.h"
+
+#include <poll.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+
+#include "shell/settings.h"
+
+char InputBuffer[INPUT_BUFFER_SIZE];
+
+namespace {
+
+constexpr int READ_CHUNK = 4096;
+size_t InputLength;
+// A line longer than the buffer was cut: its remaining bytes are dropped up to the line end.
+bool DroppingRestOfLine;
+
+// Appends bytes; NUL bytes would end the text early and are left out.
+void Append(const char *bytes, size_t count) {
+  for (size_t i = 0; i < count; i++) {
+    if (DroppingRestOfLine) {
+      DroppingRestOfLine = bytes[i] != '\n';
+      continue;
+    }
+    if (bytes[i] != '\0') InputBuffer[InputLength++] = bytes[i];
+  }
+  InputBuffer[InputLength] = '\0';
+}
+
+bool HasLineEnd() { return std::memchr(InputBuffer, '\n', InputLength) != nullptr; }
+
+}  // namespace
+
+bool ReadInput() {
+  char chunk[READ_CHUNK];
+  // Never read more than the buffer can take: what stays in the pipe is read next time.
+  size_t room = INPUT_BUFFER_SIZE - 1 - InputLength;
+  if (room == 0) {  // a full buffer without a line end: cut the line here and drop the rest of it
+    InputBuffer[InputLength - 1] = '\n';
+    DroppingRestOfLine = true;
+    return true;
+  }
+  size_t want = room < READ_CHUNK ? room : READ_CHUNK;
+  ssize_t got;
+  do got = read(STDIN_FILENO, chunk, want);
+  while (got < 0 && errno == EINTR);
+  if (got <= 0) return false;
+  Append(chunk, size_t(got));
+  return true;
+}
+
+i32 InputPending() {
+  if (HasLineEnd()) return 1;
+  if (!Settings.InputReady) {
+    Settings.InputReady = 1;
+    Settings.InputIsPipe = !isatty(STDIN_FILENO);
+  }
+  pollfd descriptor = {STDIN_FILENO, POLLIN, 0};
+  if (poll(&descriptor, 1, 0) <= 0) return 0;
+  if (descriptor.revents & (POLLHUP | POLLERR | POLLNVAL)) return 1;  // the next read reports the end
+  int available = 0;
+  if (ioctl(STDIN_FILENO, FIONREAD, &available) < 0) return 1;
+  // On a console a lone pending byte is no line yet; a pipe's bytes are.
+  if (!Settings.InputIsPipe) return available > 1 ? available : 0;
+  return available > 0 ? available : 1;
+}
+
+bool TakeLine(char *out) {
+  char *end = static_cast<char *>(std::memchr(InputBuffer, '\n', InputLength));
+  if (!end) return false;
+  *end = '\0';
+  if (char *cr = std::strchr(InputBuffer, '\r')) *cr = ' ';
+  size_t lineLength = size_t(end - InputBuffer);
+  std::memcpy(out, InputBuffer, lineLength + 1);
+  InputLength -= lineLength + 1;
+  std::memmove(InputBuffer, end + 1, InputLength + 1);
+  return true;
+}
+
+i32 ReadLine(bool blocking, char *out) {
+  out[0] = '\0';
+  if (!HasLineEnd()) {
+    if (blocking) {
+      while (!HasLineEnd())
+        if (!ReadInput()) return -1;
+    } else {
+      if (!InputPending()) return 0;
+      if (!ReadInput()) return -1;
+      if (!HasLineEnd()) return 0;
+    }
+  }
+  return TakeLine(out) ? 1 : 0;
+}

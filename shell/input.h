@@ -1,0 +1,16 @@
+// The input channel: a blocking read, a poll that doesn't block, and line delivery.
+#pragma once
+#include "board/types.h"
+
+constexpr int INPUT_BUFFER_SIZE = 4608;
+extern char InputBuffer[INPUT_BUFFER_SIZE];
+
+// Reads what is there, blocking until something is; false at the end of the stream.
+bool ReadInput();
+// Non-zero if a line can be had without waiting long.
+i32 InputPending();
+// 1 when a line was copied to `out` (INPUT_BUFFER_SIZE bytes), 0 if none was ready without blocking,
+// -1 at the end of the stream.
+i32 ReadLine(bool blocking, char *out);
+// Moves the first line of InputBuffer into `out`; false if no whole line is there.
+bool TakeLine(char *out);

@@ -1,0 +1,6 @@
+#include "shell/engine.h"
+
+int main() {
+  StartEngine();
+  RunOuterLoop();
+}

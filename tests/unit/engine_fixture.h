@@ -1,0 +1,26 @@
+// Shared set-up for unit tests: the start-up tables, built once per test binary.
+#pragma once
+#include <gtest/gtest.h>
+
+#include "board/attacks.h"
+#include "board/board.h"
+#include "board/position.h"
+
+inline void InitEngineTables() {
+  static const bool built = [] {
+    InitRandomKeys();
+    InitAttackTables();
+    return true;
+  }();
+  (void)built;
+}
+
+class EngineTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    InitEngineTables();
+    MoveStackTop = 0;
+    Ply = 1;
+    SetStartPosition();
+  }
+};
