@@ -201,6 +201,9 @@ struct MagicGenerator {
 void FindMagics(const int steps[4], u64 *pool, u64 *mask, u64 *magic, u32 *shift, u64 **table, u64 *empty) {
   static const int boosters[8] = {1059, 3608, 605, 3234, 3326, 38, 2029, 3043};
   static u64 occupancy[4096], reference[4096];
+  // A slot counts as cleared when its stamp is not the current candidate's, which spares a wipe per try.
+  static int stamp[4096];
+  int candidate = 0;
   MagicGenerator generator;
   u64 *slice = pool;
   for (int sq = 0; sq < 64; sq++) {
@@ -223,12 +226,16 @@ void FindMagics(const int steps[4], u64 *pool, u64 *mask, u64 *magic, u32 *shift
       u64 m;
       do m = generator.Candidate(boosters[RankOf(sq)]);
       while (PopCount((mask[sq] * m) >> 56) < 6);
-      std::memset(slice, 0, sizeof(u64) * size);
+      candidate++;
       found = true;
       for (int i = 0; i < size && found; i++) {
-        u64 &slot = slice[((occupancy[i] & mask[sq]) * m) >> shift[sq]];
-        if (slot == 0) slot = reference[i];
-        else if (slot != reference[i]) found = false;
+        const u64 index = ((occupancy[i] & mask[sq]) * m) >> shift[sq];
+        if (stamp[index] != candidate) {
+          stamp[index] = candidate;
+          slice[index] = reference[i];
+        } else if (slice[index] != reference[i]) {
+          found = false;
+        }
       }
       magic[sq] = m;
     }

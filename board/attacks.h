@@ -86,3 +86,16 @@ constexpr u32 CastlingMove() {
   constexpr int home = Us == WHITE ? 4 : 60;
   return MakeMove(home, KingSide ? home + 2 : home - 2, KING, NONE);
 }
+
+// Every square that `side` attacks in the current position.
+inline u64 AttackedSquares(int side) {
+  const BoardRecord &b = thread_board;
+  const u64 pawns = b.Pawns[side];
+  u64 attacked = side == WHITE ? ((pawns << 7) & ~FILE_H) | ((pawns << 9) & ~FILE_A)
+                               : ((pawns >> 9) & ~FILE_H) | ((pawns >> 7) & ~FILE_A);
+  for (u64 set = b.Knights[side]; set;) attacked |= KnightAttacks[PopLowest(set)];
+  for (u64 set = b.BishopsQueens & b.Pieces[side]; set;) attacked |= BishopAttacks(PopLowest(set), b.Occupied);
+  for (u64 set = b.RooksQueens & b.Pieces[side]; set;) attacked |= RookAttacks(PopLowest(set), b.Occupied);
+  for (u64 set = b.Kings[side]; set;) attacked |= KingAttacks[PopLowest(set)];
+  return attacked;
+}

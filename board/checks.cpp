@@ -20,15 +20,17 @@ inline u64 RayBeyond(int square, int king) {
 
 // Checking-move generation for the side Us against the king on E.
 template <int Us>
-struct CheckFinder {
+struct CheckFinder : MoveAppender<Us>, QuietScorer<Us> {
+  using MoveAppender<Us>::Safety;
+  using MoveAppender<Us>::Push;
+  using QuietScorer<Us>::Score;
   const BoardRecord &b = thread_board;
   const int E = b.KingSquare[ChangeSide(Us)];
   const u64 occ = b.Occupied, empty = ~b.Occupied;
   const u64 bishopLines = BishopAttacks(E, occ), rookLines = RookAttacks(E, occ);
   const u64 diagonalSliders = b.Bishops[Us] | b.Queens[Us], lineSliders = b.Rooks[Us] | b.Queens[Us];
-  const int nearAlpha;
 
-  explicit CheckFinder(int nearAlphaValue) : nearAlpha(nearAlphaValue) {}
+  explicit CheckFinder(int nearAlpha) : QuietScorer<Us>(nearAlpha) {}
 
   // Does moving the piece on `square` uncover a check by an own slider behind it on a diagonal, or on a line?
   bool UncoversDiagonal(int square) const {
@@ -38,20 +40,20 @@ struct CheckFinder {
     return (rookLines & Bit(square)) && (RookAttacks(square, occ) & RayBeyond(square, E) & lineSliders);
   }
 
-  void Add(int from, int to, int moved) const {
-    const int safety = moved == KING ? 1 : SafetyOf(from, to, moved, NONE, 0);
+  void Add(int from, int to, int moved) {
+    const int safety = moved == KING ? 1 : Safety(from, to, moved, NONE, 0);
     if (!safety) return;
     const u32 move = MakeMove(from, to, moved, NONE);
-    PushMove(move, HistoryScoreOf(move, Us, nearAlpha, 0, safety), safety);
+    Push(move, Score(move, safety), safety);
   }
 
-  void AddAll(int from, u64 destinations, int moved) const {
+  void AddAll(int from, u64 destinations, int moved) {
     for (u64 to = destinations & empty; to;) Add(from, PopLowest(to), moved);
   }
 
   // A piece that uncovers a check may go anywhere; otherwise only to the squares that check directly.
   template <int Piece>
-  void PieceChecks(u64 directLines) const {
+  void PieceChecks(u64 directLines) {
     for (u64 pieces = b.PieceBoards[Piece][Us]; pieces;) {
       const int from = PopLowest(pieces);
       const u64 attacks = AttacksFrom<Piece>(from, occ);
@@ -60,7 +62,7 @@ struct CheckFinder {
     }
   }
 
-  void QueenChecks() const {
+  void QueenChecks() {
     for (u64 queens = b.Queens[Us]; queens;) {
       const int from = PopLowest(queens);
       const u64 attacks = AttacksFrom<QUEEN>(from, occ);
@@ -69,13 +71,13 @@ struct CheckFinder {
     }
   }
 
-  void PawnStep(int from, int forward) const {
+  void PawnStep(int from, int forward) {
     Add(from, from + forward, PAWN);
     const bool startRank = Us == WHITE ? RankOf(from) == 1 : RankOf(from) == 6;
     if (startRank && (empty & Bit(from + 2 * forward))) Add(from, from + 2 * forward, PAWN);
   }
 
-  void PawnChecks() const {
+  void PawnChecks() {
     constexpr int forward = Us == WHITE ? 8 : -8;
     const u64 pawns = b.Pawns[Us] & ~RankMask(Us == WHITE ? 6 : 1);
     const u64 checkSquares = PawnAttacks[ChangeSide(Us)][E] & empty;
@@ -99,7 +101,7 @@ struct CheckFinder {
     }
   }
 
-  void KingChecks() const {
+  void KingChecks() {
     const int king = b.KingSquare[Us];
     if (!(b.Kings[Us] & Bit(king)) || !(UncoversDiagonal(king) || UncoversLine(king))) return;
     const int line = Direction[king][E] < 0 ? -Direction[king][E] : Direction[king][E];
@@ -112,7 +114,7 @@ struct CheckFinder {
 
   // Castling checks when the rook lands on the enemy king's file, or frees the home square on the back rank.
   template <bool KingSide>
-  void CastlingCheck() const {
+  void CastlingCheck() {
     constexpr int home = Us == WHITE ? 4 : 60;
     constexpr int rookSquare = KingSide ? home + 1 : home - 1;
     const u64 enemyKing = b.Kings[ChangeSide(Us)];
@@ -122,10 +124,10 @@ struct CheckFinder {
                        (RookAttacks(home, occ) & RankMask(RankOf(home)) & enemyKing);
     if (!gives || !CastlingAllowed<Us, KingSide>()) return;
     constexpr u32 move = CastlingMove<Us, KingSide>();
-    PushMove(move, HistoryScoreOf(move, Us, nearAlpha, 0, 1), 1);
+    Push(move, Score(move, 1), 1);
   }
 
-  void Run() const {
+  void Run() {
     if (b.PieceCount[ROOK][Us] + b.PieceCount[QUEEN][Us]) {
       QueenChecks();
       PieceChecks<ROOK>(rookLines);

@@ -20,49 +20,6 @@ inline int EvasionScoreOf(u32 move, int *safety) {
   return s;
 }
 
-template <int Us>
-inline void AddEvasion(int from, int to, int moved, int captured, int promotion, int safety) {
-  const u32 move = MakeMove(from, to, moved, captured, promotion);
-  const int score = EvasionScoreOf<Us>(move, &safety);
-  PushMove(move, score, safety);
-}
-
-template <int Us>
-inline void AddClassifiedEvasion(int from, int to, int moved, int captured, int promotion) {
-  AddEvasion<Us>(from, to, moved, captured, promotion, SafetyOf(from, to, moved, captured, promotion));
-}
-
-// A pawn arriving on the last rank: queen, rook, bishop, knight.
-template <int Us>
-inline void AddPawnEvasion(int from, int to, bool everyPromotionClassified) {
-  const BoardRecord &b = thread_board;
-  const int captured = b.Board[to];
-  if (RankOf(to) != (Us == WHITE ? 7 : 0)) {
-    AddClassifiedEvasion<Us>(from, to, PAWN, captured, 0);
-    return;
-  }
-  AddClassifiedEvasion<Us>(from, to, PAWN, captured, QUEEN);
-  for (int piece : {ROOK, BISHOP, KNIGHT}) {
-    if (everyPromotionClassified)
-      AddClassifiedEvasion<Us>(from, to, PAWN, captured, piece);
-    else
-      AddEvasion<Us>(from, to, PAWN, captured, piece, 0);
-  }
-}
-
-template <int Us, int Piece>
-inline void PieceEvasions(u64 targets) {
-  const BoardRecord &b = thread_board;
-  for (u64 pieces = b.PieceBoards[Piece][Us]; pieces;) {
-    const int from = PopLowest(pieces);
-    if (IsPinnedPiece(from)) continue;
-    for (u64 to = AttacksFrom<Piece>(from, b.Occupied) & targets; to;) {
-      const int sq = PopLowest(to);
-      AddClassifiedEvasion<Us>(from, sq, Piece, b.Board[sq], 0);
-    }
-  }
-}
-
 // Is the king's step to `to` safe: no attacker there, and not straight away from a checking slider.
 template <int Us>
 inline bool KingStepSafe(int king, int to, int ray1, int ray2) {
@@ -79,64 +36,113 @@ inline bool KingStepSafe(int king, int to, int ray1, int ray2) {
 }
 
 template <int Us>
-void EvasionsFor() {
-  constexpr int Them = ChangeSide(Us);
-  constexpr int forward = Us == WHITE ? 8 : -8;
-  const BoardRecord &b = thread_board;
-  const int king = b.KingSquare[Us];
-  const u64 occ = b.Occupied;
-  const u64 checkers = (KnightAttacks[king] & b.Knights[Them]) | (PawnAttacks[Us][king] & b.Pawns[Them]) |
-                       (RookAttacks(king, occ) & (b.Rooks[Them] | b.Queens[Them])) |
-                       (BishopAttacks(king, occ) & (b.Bishops[Them] | b.Queens[Them])) |
-                       (KingAttacks[king] & b.Kings[Them]);
-  if (!checkers) return;
-  const bool doubleCheck = PopCount(checkers) > 1;
-  const int c1 = HighestSquare(checkers), c2 = LowestSquare(checkers);
-  int ray1 = 0, ray2 = 0;
-  u64 targets = checkers;
-  if (b.Board[c1] & 4) ray1 = Direction[c1][king];
-  if (doubleCheck && (b.Board[c2] & 4)) ray2 = Direction[c2][king];
-  if (!doubleCheck && (b.Board[c1] & 4)) targets |= Between[c1][king];
+struct EvasionGenerator : MoveAppender<Us> {
+  using MoveAppender<Us>::Safety;
+  using MoveAppender<Us>::Push;
 
-  // Only a king that really stands there moves.
-  if (b.Kings[Us] & Bit(king))
-    for (u64 steps = KingAttacks[king] & ~b.Pieces[Us]; steps;) {
-      const int to = PopLowest(steps);
-      if (KingStepSafe<Us>(king, to, ray1, ray2)) AddEvasion<Us>(king, to, KING, b.Board[to], 0, 1);
+  void Add(int from, int to, int moved, int captured, int promotion, int safety) {
+    const u32 move = MakeMove(from, to, moved, captured, promotion);
+    const int score = EvasionScoreOf<Us>(move, &safety);
+    Push(move, score, safety);
+  }
+
+  void AddClassified(int from, int to, int moved, int captured, int promotion) {
+    Add(from, to, moved, captured, promotion, Safety(from, to, moved, captured, promotion));
+  }
+
+  // A pawn arriving on the last rank: queen, rook, bishop, knight.
+  void AddPawnMove(int from, int to, bool everyPromotionClassified) {
+    const int captured = thread_board.Board[to];
+    if (RankOf(to) != (Us == WHITE ? 7 : 0)) {
+      AddClassified(from, to, PAWN, captured, 0);
+      return;
     }
-  if (doubleCheck) return;
-
-  PieceEvasions<Us, KNIGHT>(targets);
-  PieceEvasions<Us, BISHOP>(targets);
-  PieceEvasions<Us, ROOK>(targets);
-  PieceEvasions<Us, QUEEN>(targets);
-
-  const u64 singles = (Us == WHITE ? b.Pawns[Us] << 8 : b.Pawns[Us] >> 8) & ~occ;
-  const u64 thirdRank = Us == WHITE ? RankMask(2) : RankMask(5);
-  for (u64 to = (Us == WHITE ? (singles & thirdRank) << 8 : (singles & thirdRank) >> 8) & ~occ & targets; to;) {
-    const int sq = PopLowest(to), from = sq - 2 * forward;
-    if (!IsPinnedPiece(from)) AddClassifiedEvasion<Us>(from, sq, PAWN, NONE, 0);
-  }
-  for (u64 to = singles & targets; to;) {
-    const int sq = PopLowest(to), from = sq - forward;
-    if (!IsPinnedPiece(from)) AddPawnEvasion<Us>(from, sq, false);
-  }
-  if (b.Board[c1] == PAWN && RankOf(c1) == (Us == WHITE ? 4 : 3) && GameHistoryCount > 0) {
-    const u32 last = GameHistory[GameHistoryCount - 1].Move;
-    if (MoveTo(last) == c1 && RankOf(MoveFrom(last)) == (Us == WHITE ? 6 : 1)) {
-      if (FileOf(c1) != 0 && (b.Pawns[Us] & Bit(c1 - 1)) && !IsPinnedPiece(c1 - 1))
-        AddEvasion<Us>(c1 - 1, c1 + forward, PAWN, NONE, 0, 1);
-      if (FileOf(c1) != 7 && (b.Pawns[Us] & Bit(c1 + 1)) && !IsPinnedPiece(c1 + 1))
-        AddEvasion<Us>(c1 + 1, c1 + forward, PAWN, NONE, 0, 1);
+    AddClassified(from, to, PAWN, captured, QUEEN);
+    for (int piece : {ROOK, BISHOP, KNIGHT}) {
+      if (everyPromotionClassified)
+        AddClassified(from, to, PAWN, captured, piece);
+      else
+        Add(from, to, PAWN, captured, piece, 0);
     }
   }
-  for (u64 pawns = b.Pawns[Us] & PawnAttacks[Them][c1]; pawns;) {
-    const int from = PopLowest(pawns);
-    if (!IsPinnedPiece(from)) AddPawnEvasion<Us>(from, c1, true);
+
+  template <int Piece>
+  void PieceMoves(u64 targets) {
+    const BoardRecord &b = thread_board;
+    for (u64 pieces = b.PieceBoards[Piece][Us]; pieces;) {
+      const int from = PopLowest(pieces);
+      if (IsPinnedPiece(from)) continue;
+      for (u64 to = AttacksFrom<Piece>(from, b.Occupied) & targets; to;) {
+        const int sq = PopLowest(to);
+        AddClassified(from, sq, Piece, b.Board[sq], 0);
+      }
+    }
   }
+
+  void Run() {
+    constexpr int Them = ChangeSide(Us);
+    constexpr int forward = Us == WHITE ? 8 : -8;
+    const BoardRecord &b = thread_board;
+    const int king = b.KingSquare[Us];
+    const u64 occ = b.Occupied;
+    const u64 checkers = (KnightAttacks[king] & b.Knights[Them]) | (PawnAttacks[Us][king] & b.Pawns[Them]) |
+                         (RookAttacks(king, occ) & (b.Rooks[Them] | b.Queens[Them])) |
+                         (BishopAttacks(king, occ) & (b.Bishops[Them] | b.Queens[Them])) |
+                         (KingAttacks[king] & b.Kings[Them]);
+    if (!checkers) return;
+    const bool doubleCheck = PopCount(checkers) > 1;
+    const int c1 = HighestSquare(checkers), c2 = LowestSquare(checkers);
+    int ray1 = 0, ray2 = 0;
+    u64 targets = checkers;
+    if (b.Board[c1] & 4) ray1 = Direction[c1][king];
+    if (doubleCheck && (b.Board[c2] & 4)) ray2 = Direction[c2][king];
+    if (!doubleCheck && (b.Board[c1] & 4)) targets |= Between[c1][king];
+
+    // Only a king that really stands there moves.
+    if (b.Kings[Us] & Bit(king))
+      for (u64 steps = KingAttacks[king] & ~b.Pieces[Us]; steps;) {
+        const int to = PopLowest(steps);
+        if (KingStepSafe<Us>(king, to, ray1, ray2)) Add(king, to, KING, b.Board[to], 0, 1);
+      }
+    if (doubleCheck) return;
+
+    PieceMoves<KNIGHT>(targets);
+    PieceMoves<BISHOP>(targets);
+    PieceMoves<ROOK>(targets);
+    PieceMoves<QUEEN>(targets);
+
+    const u64 singles = (Us == WHITE ? b.Pawns[Us] << 8 : b.Pawns[Us] >> 8) & ~occ;
+    const u64 thirdRank = Us == WHITE ? RankMask(2) : RankMask(5);
+    for (u64 to = (Us == WHITE ? (singles & thirdRank) << 8 : (singles & thirdRank) >> 8) & ~occ & targets; to;) {
+      const int sq = PopLowest(to), from = sq - 2 * forward;
+      if (!IsPinnedPiece(from)) AddClassified(from, sq, PAWN, NONE, 0);
+    }
+    for (u64 to = singles & targets; to;) {
+      const int sq = PopLowest(to), from = sq - forward;
+      if (!IsPinnedPiece(from)) AddPawnMove(from, sq, false);
+    }
+    if (b.Board[c1] == PAWN && RankOf(c1) == (Us == WHITE ? 4 : 3) && GameHistoryCount > 0) {
+      const u32 last = GameHistory[GameHistoryCount - 1].Move;
+      if (MoveTo(last) == c1 && RankOf(MoveFrom(last)) == (Us == WHITE ? 6 : 1)) {
+        if (FileOf(c1) != 0 && (b.Pawns[Us] & Bit(c1 - 1)) && !IsPinnedPiece(c1 - 1))
+          Add(c1 - 1, c1 + forward, PAWN, NONE, 0, 1);
+        if (FileOf(c1) != 7 && (b.Pawns[Us] & Bit(c1 + 1)) && !IsPinnedPiece(c1 + 1))
+          Add(c1 + 1, c1 + forward, PAWN, NONE, 0, 1);
+      }
+    }
+    for (u64 pawns = b.Pawns[Us] & PawnAttacks[Them][c1]; pawns;) {
+      const int from = PopLowest(pawns);
+      if (!IsPinnedPiece(from)) AddPawnMove(from, c1, true);
+    }
+  }
+};
+
+void Evasions() {
+  if (thread_board.SideToMove == WHITE)
+    EvasionGenerator<WHITE>().Run();
+  else
+    EvasionGenerator<BLACK>().Run();
 }
-
-void Evasions() { thread_board.SideToMove == WHITE ? EvasionsFor<WHITE>() : EvasionsFor<BLACK>(); }
 
 }  // namespace
 

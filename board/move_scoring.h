@@ -18,10 +18,10 @@ inline int CaptureStatisticsIndex(u32 move, int side, int safety) {
 }
 
 // Safety by the attack map of the node where it is known, by the exchange test otherwise.
-inline int SafetyOf(int from, int to, int moved, int captured, int promotion) {
-  const u64 att = PlyStack[Ply].Attacks[ChangeSide(thread_board.SideToMove)];
-  if (att && !(att & Bit(to)) && (!(att & Bit(from)) || moved == KNIGHT)) return 1;
-  return ExchangeHolds(to, from, moved, captured, promotion);
+template <int Us>
+inline int SafetyBy(u64 enemyAttacks, int from, int to, int moved, int captured, int promotion) {
+  if (enemyAttacks && !(enemyAttacks & Bit(to)) && (!(enemyAttacks & Bit(from)) || moved == KNIGHT)) return 1;
+  return ExchangeHoldsFor<Us>(to, from, moved, captured, promotion);
 }
 
 inline int CaptureScoreOf(u32 move, int side, int *safety) {
@@ -41,21 +41,40 @@ inline i32 &HistoryCell(u32 move, int safety, int slice, int side) {
   return HistoryTable[safety][slice][HistoryClass[MovedPiece(move)]][move & 0xFFF][side];
 }
 
-inline int HistoryScoreOf(u32 move, int side, int nearAlpha, int forced, int safety) {
-  int a = 2, b = 2;
-  if (!forced) a = nearAlpha & 1, b = nearAlpha == 0 ? 1 : 0;
-  const int s = HistoryCell(move, safety, a, side) + (HistoryCell(move, safety, b, side) >> 2);
-  if (forced || GameHistoryCount < 2) return s;
-  const u32 previous = GameHistory[GameHistoryCount - 2].Move;
-  const int to = MoveTo(previous), piece = CompactIndex[MovedPiece(previous)];
-  if (move == FollowUpTable[0][to][piece][side]) return s + ((s * 148) >> 8);
-  if (move == FollowUpTable[1][to][piece][side]) return s + ((s * 138) >> 8);
-  return s;
-}
+// History scoring of quiet moves: the slices and the follow-ups of the side's previous move, read once.
+template <int Us>
+struct QuietScorer {
+  int fullSlice = 2, quarterSlice = 2;
+  u32 followUp[2] = {0, 0};
 
-inline void PushMove(u32 move, int score, int safety) {
-  MoveEntry &entry = MoveStack[MoveStackTop++];
-  entry.Move = move;
-  entry.Score = score;
-  entry.Safety = safety;
-}
+  explicit QuietScorer(int nearAlpha) : fullSlice(nearAlpha & 1), quarterSlice(nearAlpha == 0 ? 1 : 0) {
+    if (GameHistoryCount < 2) return;
+    const u32 previous = GameHistory[GameHistoryCount - 2].Move;
+    const int to = MoveTo(previous), piece = CompactIndex[MovedPiece(previous)];
+    followUp[0] = FollowUpTable[0][to][piece][Us];
+    followUp[1] = FollowUpTable[1][to][piece][Us];
+  }
+
+  int Score(u32 move, int safety) const {
+    const int s = HistoryCell(move, safety, fullSlice, Us) + (HistoryCell(move, safety, quarterSlice, Us) >> 2);
+    if (move == followUp[0]) return s + ((s * 148) >> 8);
+    if (move == followUp[1]) return s + ((s * 138) >> 8);
+    return s;
+  }
+};
+
+// Appends to MoveStack through a local cursor, with the node's attack map read once.
+template <int Us>
+struct MoveAppender {
+  MoveEntry *out = MoveStack + MoveStackTop;
+  const u64 enemyAttacks = PlyStack[Ply].Attacks[ChangeSide(Us)];
+
+  MoveAppender() = default;
+  MoveAppender(const MoveAppender &) = delete;
+  ~MoveAppender() { MoveStackTop = int(out - MoveStack); }
+
+  int Safety(int from, int to, int moved, int captured, int promotion) const {
+    return SafetyBy<Us>(enemyAttacks, from, to, moved, captured, promotion);
+  }
+  void Push(u32 move, int score, int safety) { *out++ = MoveEntry{move, score, safety}; }
+};

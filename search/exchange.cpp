@@ -1,23 +1,21 @@
 #include "search/exchange.h"
 
-#include "board/attacks.h"
 
 namespace {
 
-constexpr int ExchangeValue[8] = {0, 200, 3, 1, 0, 5, 3, 9};
-
-// The ray that continues a step of `direction` (Direction's convention) beyond a square.
-const u64 *RayAway(int direction) {
+// The slider behind `square`, seen from the exchange square along `direction` (Direction's convention).
+inline u64 HiddenAttackers(int square, int direction) {
+  const BoardRecord &b = thread_board;
   switch (direction) {
-    case 9: return RayNE;
-    case 8: return RayN;
-    case 7: return RayNW;
-    case 1: return RayE;
-    case -1: return RayW;
-    case -7: return RaySE;
-    case -8: return RayS;
-    case -9: return RaySW;
-    default: return nullptr;
+    case 9: return BishopAttacks(square, b.Occupied) & RayNE[square] & b.BishopsQueens;
+    case 7: return BishopAttacks(square, b.Occupied) & RayNW[square] & b.BishopsQueens;
+    case -7: return BishopAttacks(square, b.Occupied) & RaySE[square] & b.BishopsQueens;
+    case -9: return BishopAttacks(square, b.Occupied) & RaySW[square] & b.BishopsQueens;
+    case 8: return RookAttacks(square, b.Occupied) & RayN[square] & b.RooksQueens;
+    case 1: return RookAttacks(square, b.Occupied) & RayE[square] & b.RooksQueens;
+    case -1: return RookAttacks(square, b.Occupied) & RayW[square] & b.RooksQueens;
+    case -8: return RookAttacks(square, b.Occupied) & RayS[square] & b.RooksQueens;
+    default: return 0;
   }
 }
 
@@ -32,9 +30,10 @@ inline int CheapestAttacker(u64 attackers, int side, int &value) {
   return -1;
 }
 
-// The common procedure; `Strict` selects AttackIsReal's rules (a win must be strictly positive).
+}  // namespace
+
 template <int Us, bool Strict>
-int Exchange(int to, int from, int own, int gain) {
+int ResolveExchange(int to, int from, int own, int gain) {
   constexpr int Them = ChangeSide(Us);
   const BoardRecord &b = thread_board;
   if (Strict ? gain > own : gain >= own) return 1;
@@ -51,7 +50,7 @@ int Exchange(int to, int from, int own, int gain) {
   if (own < 9 && gain >= 1 && ownPawns) return 1;
   attackers |= ownPawns | (KingAttacks[to] & (b.Kings[WHITE] | b.Kings[BLACK]));
   attackers &= ~(Bit(from) | Bit(to));
-  attackers = AddHiddenAttackers(attackers, from, Direction[from][to]);
+  attackers |= HiddenAttackers(from, Direction[from][to]);
   if (!attackers) return 1;
 
   for (int balance = -d;;) {
@@ -59,41 +58,33 @@ int Exchange(int to, int from, int own, int gain) {
     int sq = CheapestAttacker(attackers & b.Pieces[Them], Them, value);
     if (sq < 0) return 1;
     attackers ^= Bit(sq);
-    if (b.Board[sq] != KNIGHT && b.Board[sq] != KING) attackers = AddHiddenAttackers(attackers, sq, Direction[sq][to]);
+    if (b.Board[sq] != KNIGHT && b.Board[sq] != KING) attackers |= HiddenAttackers(sq, Direction[sq][to]);
     balance += value;
     if (balance < 0) return 0;
     sq = CheapestAttacker(attackers & b.Pieces[Us], Us, value);
     if (sq < 0) return 0;
     if (b.Board[sq] == KING && balance > 100) return 1;
     attackers ^= Bit(sq);
-    if (b.Board[sq] != KNIGHT && b.Board[sq] != KING) attackers = AddHiddenAttackers(attackers, sq, Direction[sq][to]);
+    if (b.Board[sq] != KNIGHT && b.Board[sq] != KING) attackers |= HiddenAttackers(sq, Direction[sq][to]);
     balance -= value;
     if (Strict ? balance > 0 : balance >= 0) return 1;
   }
 }
 
-}  // namespace
+template int ResolveExchange<WHITE, false>(int, int, int, int);
+template int ResolveExchange<BLACK, false>(int, int, int, int);
 
 u64 AddHiddenAttackers(u64 attackers, int square, int direction) {
-  const u64 *ray = RayAway(direction);
-  if (!ray) return attackers;
-  const BoardRecord &b = thread_board;
-  bool straight = direction == 1 || direction == -1 || direction == 8 || direction == -8;
-  u64 reach = straight ? RookAttacks(square, b.Occupied) & b.RooksQueens
-                       : BishopAttacks(square, b.Occupied) & b.BishopsQueens;
-  return attackers | (reach & ray[square]);
+  return attackers | HiddenAttackers(square, direction);
 }
 
 int ExchangeHolds(int to, int from, int moved, int captured, int promotion) {
-  if (promotion && promotion != QUEEN) return 0;
-  int own = promotion ? 9 : ExchangeValue[moved];
-  int gain = ExchangeValue[captured] + (promotion ? 8 : 0);
-  return thread_board.SideToMove == WHITE ? Exchange<WHITE, false>(to, from, own, gain)
-                                          : Exchange<BLACK, false>(to, from, own, gain);
+  return thread_board.SideToMove == WHITE ? ExchangeHoldsFor<WHITE>(to, from, moved, captured, promotion)
+                                          : ExchangeHoldsFor<BLACK>(to, from, moved, captured, promotion);
 }
 
 int AttackIsReal(int target, int from, int moved, int victim) {
   int own = ExchangeValue[moved], gain = ExchangeValue[victim];
-  return thread_board.SideToMove == WHITE ? Exchange<WHITE, true>(target, from, own, gain)
-                                          : Exchange<BLACK, true>(target, from, own, gain);
+  return thread_board.SideToMove == WHITE ? ResolveExchange<WHITE, true>(target, from, own, gain)
+                                          : ResolveExchange<BLACK, true>(target, from, own, gain);
 }

@@ -26,34 +26,39 @@ void DropCastlingOutOfCheck(int start) {
   MoveStackTop = kept;
 }
 
-}  // namespace
-
-void Perft(int depth) {
-  BoardRecord &b = thread_board;
+template <int Us>
+void PerftAs(int depth) {
+  constexpr int Them = ChangeSide(Us);
+  const BoardRecord &b = thread_board;
   const int start = MoveStackTop;
-  GenerateCaptures(b.Pieces[ChangeSide(b.SideToMove)]);
+  // The node's attack map, as the evaluation leaves it in a search, spares most exchange tests.
+  Ply++;
+  PlyStack[Ply].Attacks[Them] = AttackedSquares(Them);
+  GenerateCaptures(b.Pieces[Them]);
   GeneratePromotions();
   // A king can be taken: the move that led here was illegal.
-  for (int i = start; i < MoveStackTop; i++)
-    if (CapturedPiece(MoveStack[i].Move) == KING) {
-      MoveStackTop = start;
-      return;
+  bool illegal = false;
+  for (int i = start; i < MoveStackTop && !illegal; i++) illegal = CapturedPiece(MoveStack[i].Move) == KING;
+  if (!illegal) {
+    GenerateQuiets(1);
+    DropCastlingOutOfCheck(start);
+    const int end = MoveStackTop;
+    for (int i = start; i < end; i++) {
+      MakeMoveAs<Us>(MoveStack[i].Move, i == start);
+      if (depth == 1)
+        PerftCount += !IsAttacked(Them, b.KingSquare[Us]);
+      else
+        PerftAs<Them>(depth - 1);
+      UnmakeMoveAs<Us>();
     }
-  GenerateQuiets(1);
-  DropCastlingOutOfCheck(start);
-  const int end = MoveStackTop;
-  for (int i = start; i < end; i++) {
-    make_move(MoveStack[i].Move, i == start);
-    if (depth == 1) {
-      const int mover = ChangeSide(b.SideToMove);
-      PerftCount += !IsAttacked(b.SideToMove, b.KingSquare[mover]);
-    } else {
-      Perft(depth - 1);
-    }
-    unmake_move();
   }
   MoveStackTop = start;
+  Ply--;
 }
+
+}  // namespace
+
+void Perft(int depth) { thread_board.SideToMove == WHITE ? PerftAs<WHITE>(depth) : PerftAs<BLACK>(depth); }
 
 void RunPerft(int depth) {
   // No count that deep could finish; the cap keeps GameHistory and MoveStack within bounds.
@@ -61,7 +66,10 @@ void RunPerft(int depth) {
   if (depth > MAX_PERFT_DEPTH) depth = MAX_PERFT_DEPTH;
   const auto started = std::chrono::steady_clock::now();
   PerftCount = 0;
+  const int savedPly = Ply;
+  Ply = 0;
   if (depth >= 1) Perft(depth);
+  Ply = savedPly;
   const std::chrono::duration<double> seconds = std::chrono::steady_clock::now() - started;
   printf("total moves = %lld time = %.2f\n", static_cast<long long>(PerftCount), seconds.count());
   fflush(stdout);
