@@ -7,6 +7,7 @@ MoveEntry MoveStack[MOVE_STACK_SIZE];
 i32 MoveStackTop;
 GameHistoryEntry GameHistory[GAME_HISTORY_SIZE];
 i32 GameHistoryCount;
+i32 GameHistoryFloor;
 i32 Ply;
 PlyRecord PlyStack[PLY_STACK_SIZE];
 

@@ -59,6 +59,8 @@ struct GameHistoryEntry {
 constexpr int GAME_HISTORY_SIZE = 768;
 extern GameHistoryEntry GameHistory[GAME_HISTORY_SIZE];
 extern i32 GameHistoryCount;
+// Entries below this index can't be taken back: a FEN's en passant right is kept as a bare move word.
+extern i32 GameHistoryFloor;
 
 struct PlyRecord {
   u32 MoveFlags;

@@ -1,6 +1,7 @@
 #include "board/makemove.h"
 
 #include <cstdio>
+#include <cstring>
 
 // The rook's part of castling, both ways: the king went from `from` to `to`.
 template <int Us>
@@ -166,6 +167,23 @@ void unmake_move() {
   else
     UnmakeMoveAs<BLACK>();
 }
+// A game may run past any fixed history: once it holds this many entries, only the latest are kept.
+// Those cover every repetition that still counts, since 100 reversible plies draw the game anyway.
+constexpr int HISTORY_TRIM_AT = 512;
+constexpr int HISTORY_KEPT = 128;
+
+void MakeGameMove(u32 move) {
+  make_move(move, 1);
+  if (GameHistoryCount < HISTORY_TRIM_AT) return;
+  std::memmove(GameHistory, GameHistory + GameHistoryCount - HISTORY_KEPT, HISTORY_KEPT * sizeof(GameHistoryEntry));
+  GameHistoryCount = HISTORY_KEPT;
+  GameHistoryFloor = 0;
+}
+
+void TakeBackGameMove() {
+  if (GameHistoryCount > GameHistoryFloor) unmake_move();
+}
+
 void RecomputeMaterialIndex() {
   const BoardRecord &b = thread_board;
   static const int pieces[4] = {KNIGHT, BISHOP, ROOK, QUEEN};

@@ -9,6 +9,10 @@ void make_move(u32 move, int save);
 // Takes back the move in GameHistory[GameHistoryCount - 1].
 void unmake_move();
 void RecomputeMaterialIndex();
+// A move of the game itself, made between searches: the history is kept within its bounds.
+void MakeGameMove(u32 move);
+// Takes back one move of the game if there is one that can be taken back.
+void TakeBackGameMove();
 
 inline constexpr u8 CastlingMask[64] = {
     253, 255, 255, 255, 252, 255, 255, 254, 255, 255, 255, 255, 255, 255, 255, 255,

@@ -78,7 +78,7 @@ void ClearKillers() {
 
 void SetStartPosition() {
   if (!Settings.FritzMode && !Settings.UciMode) Settings.LastScore = Settings.LastScoreSide = 0;
-  GameHistoryCount = 0;
+  GameHistoryCount = GameHistoryFloor = 0;
   ClearBoard();
   static const int backRank[8] = {ROOK, KNIGHT, BISHOP, QUEEN, KING, BISHOP, KNIGHT, ROOK};
   for (int side : {WHITE, BLACK}) {
@@ -167,6 +167,7 @@ void LoadFen(const char *text) {
   }
   p = SkipBlanks(p);
   if (p[0] && p[1]) PushEnPassantRight(p);
+  GameHistoryFloor = GameHistoryCount;
   SanitiseCastling();
 }
 

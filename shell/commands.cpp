@@ -5,10 +5,17 @@
 #include <cstring>
 
 #include "board/attacks.h"
+#include "board/makemove.h"
 #include "board/movegen.h"
 #include "board/position.h"
+#include "eval/pawn_hash.h"
+#include "search/hash.h"
+#include "search/statistics.h"
+#include "shell/console.h"
 #include "shell/engine.h"
 #include "shell/input.h"
+#include "shell/settings.h"
+#include "shell/uci.h"
 #include "tools/perft.h"
 
 char CommandLine[INPUT_BUFFER_SIZE];
@@ -27,27 +34,36 @@ const bool TokensPlaced = [] {
 
 int TokenSize(int index) { return index < LONG_TOKENS ? LONG_TOKEN_SIZE : SHORT_TOKEN_SIZE; }
 
-void PrintBoard() {
-  const BoardRecord &b = thread_board;
-  for (int rank = 7; rank >= 0; rank--) {
-    for (int file = 0; file < 8; file++) {
-      int sq = rank * 8 + file;
-      printf((b.Pieces[BLACK] & Bit(sq)) ? "*%c" : " %c", PieceLetters[b.Board[sq] & 7]);
-    }
-    printf("\n");
+// A move typed at the console or sent by xboard.
+void TakeMoveInput(const char *line) {
+  const u32 move = ParseMoveText(line);
+  if (!move || !IsLegal(move)) {
+    printf("Illegal move: %s\n", line);
+    fflush(stdout);
+    return;
   }
-  fflush(stdout);
+  MakeGameMove(move);
+  if (Settings.ForceMode) return;
+  Settings.UciPonder = 0;
+  Settings.SearchMovesCount = 0;
+  // The engine answers here once the search exists.
 }
 
-void PrintMoves() {
-  printf("-------------- Legal moves: ----------------\n");
-  const int savedTop = MoveStackTop;
-  LegalMoves(0);
-  char text[8];
-  for (int i = 0; i < MoveStackTop; i++) printf("%s (%d); ", PieceMoveText(text, MoveStack[i].Move), 0);
-  printf("\n");
-  fflush(stdout);
-  MoveStackTop = savedTop;
+// Row 40 alone wants its keyword whole, so that "uci" reaches the row after it.
+bool IsWholeWord(const char *keyword, const char *token) {
+  for (; *keyword && *token; keyword++, token++)
+    if (LowerCase[u8(*keyword)] != LowerCase[u8(*token)]) return false;
+  return *keyword == *token;
+}
+
+// Everything learnt during a game is forgotten.
+void Clean() {
+  ClearHash();
+  ClearKillers();
+  ClearPawnHash();
+  ClearEvalCache();
+  ClearOrderingStatistics();
+  Settings.LastScore = Settings.LastScoreSide = 0;
 }
 
 }  // namespace
@@ -101,12 +117,38 @@ u32 ParseMoveText(const char *text) {
 
 void ProcessCommand() {
   const char *line = CommandLine;
+  SettingsRecord &s = Settings;
   const int n = Tokenise(line, MatchKeyword("level", line) ? " :" : " ");
+  // The order of the tests is part of the language: prefixes and abbreviations take the first fit.
+  if (MatchKeyword("pgneval", line)) {
+    // The PGN evaluation runs here; the line then goes on down the chain.
+  }
   if (MatchKeyword("q", line)) quit(0);
+  if (MatchKeyword("clean", line)) return Clean();
+  if (MatchKeyword("reload", line)) return;  // rebuilds the evaluation tables
+  if (IsMoveText(line)) return TakeMoveInput(line);
+  if (MatchKeyword("help", line)) return PrintHelp();
+  if (MatchKeyword("new", line)) return NewGame();
+  if (MatchKeyword("post", line)) {
+    s.PostThinking = 1;
+    return;
+  }
+  if (MatchKeyword("reset", line)) {
+    if (!s.FritzMode && !s.UciMode) CloseOldGame();
+    return;
+  }
+  if (MatchKeyword("level", line)) return SetLevel(n);
   if (MatchKeyword("moves", line)) return PrintMoves();
+  if (MatchKeyword("edit", line)) return EditBoard();
   if (MatchKeyword("loadfen", line)) {
     // The FEN starts at offset 8 of the line; a shorter line has none.
     if (std::strlen(line) > 8) LoadFen(line + 8);
+    return;
+  }
+  if (MatchKeyword("epdevl", line)) return;    // static evaluations of an EPD file
+  if (MatchKeyword("selftest", line)) return;  // evaluation self-test
+  if (MatchKeyword("nopost", line)) {
+    s.PostThinking = 0;
     return;
   }
   if (MatchKeyword("perft", line)) {
@@ -114,5 +156,79 @@ void ProcessCommand() {
     if (n >= 2) RunPerft(std::atoi(Tokens[1]));
     return;
   }
+  if (MatchKeyword("sd", line)) {
+    if (n >= 2) s.SearchDepthLimit = std::atoi(Tokens[1]);
+    return;
+  }
+  // "stop" outside a search lands here, not at its own row further down, and prints nothing:
+  // every go has had its one bestmove already.
+  if (MatchKeyword("st", line)) {
+    if (n >= 2) s.FixedMoveTime = std::atoi(Tokens[1]) * 100;
+    return;
+  }
+  if (MatchKeyword("go", line)) return ParseGoArguments(n);
+  if (MatchKeyword("ponderhit", line)) AnswerPonderHit();
+  if (MatchKeyword("white", line)) {
+    thread_board.SideToMove = WHITE;
+    return;
+  }
+  if (MatchKeyword("remove", line)) {
+    TakeBackGameMove();
+    TakeBackGameMove();
+    return;
+  }
+  if (MatchKeyword("analyze", line)) return;  // the analysis loop
+  if (MatchKeyword("black", line)) {
+    thread_board.SideToMove = BLACK;
+    return;
+  }
+  if (MatchKeyword("force", line)) {
+    s.ForceMode = 1;
+    return;
+  }
   if (MatchKeyword("brd", line)) return PrintBoard();
+  if (MatchKeyword("time", line)) {
+    if (n >= 2) s.TimeLeft = std::atoi(Tokens[1]);
+    return;
+  }
+  if (MatchKeyword("otime", line)) return;
+  if (MatchKeyword("easy", line)) {
+    s.PonderingOn = 0;
+    return;
+  }
+  if (MatchKeyword("hard", line)) {
+    if (s.Pondering) s.PonderingOn = 1;
+    return;
+  }
+  if (MatchKeyword("evl", line)) return;  // the static evaluation report
+  if (MatchKeyword("undo", line)) return TakeBackGameMove();
+  if (MatchKeyword("fritz", line)) s.FritzMode = 1;
+  if (MatchKeyword("xboard", line)) {
+    s.NodeLimit = 0;
+    s.SearchDepthLimit = 998;
+    s.MovesPerSession = 0;
+    s.FixedMoveTime = 0;
+    s.MateLimit = 0;
+    s.UciMode = 0;
+    s.PonderingOn = s.Pondering;
+    return;
+  }
+  if (MatchKeyword("mvd", line)) {
+    printf("castling flags = %d\n", thread_board.CastlingFlags);
+    fflush(stdout);
+    return;
+  }
+  if (MatchKeyword("demo", line)) return;  // self-play from openings.epd
+  if (MatchKeyword("bkm", line)) return PrintBookMoves();
+  if (IsWholeWord("ucinewgame", Tokens[0])) return NewUciGame();
+  if (MatchKeyword("uci", line)) return PrintUciIdentity();
+  if (MatchKeyword("setoption", line)) return SetOption();
+  if (MatchKeyword("isready", line)) {
+    printf("readyok\n");
+    fflush(stdout);
+    return;
+  }
+  if (MatchKeyword("egtbstat", line)) PrintTablebaseStatus();
+  if (MatchKeyword("position", line)) return SetPosition(n);
+  // "debug" is accepted and ignored, like every line that matches nothing.
 }

@@ -2,7 +2,7 @@
 #pragma once
 #include "board/types.h"
 
-constexpr int TOKEN_COUNT = 2048;
+constexpr int TOKEN_COUNT = 16384;
 constexpr int LONG_TOKENS = 64;
 constexpr int LONG_TOKEN_SIZE = 512;
 constexpr int SHORT_TOKEN_SIZE = 16;

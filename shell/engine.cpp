@@ -2,15 +2,16 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <ctime>
 
 #include "board/attacks.h"
 #include "board/position.h"
 #include "shell/commands.h"
 #include "shell/input.h"
-#include "shell/settings.h"
+#include "search/hash.h"
 #include "search/statistics.h"
+#include "shell/settings.h"
+#include "shell/settings_file.h"
 
 namespace {
 
@@ -45,6 +46,8 @@ void StartEngine() {
   InitAttackTables();
   ClearCaptureStatistics();
   SetSecondDefaults();
+  ReadSettings();
+  AllocateTables();
   std::srand(unsigned(std::time(nullptr)));
   PrintConfiguration();
   Settings.PostThinking = 1;
@@ -53,14 +56,16 @@ void StartEngine() {
   NewGame();
 }
 
+void CloseOldGame() {
+  ClearHistoryTable();
+  ClearKillers();
+  Settings.LastScore = Settings.LastScoreSide = 0;
+  Settings.BookLearningDone = 0;
+}
+
 void NewGame() {
   SettingsRecord &s = Settings;
-  if (!s.FritzMode && !s.UciMode) {
-    std::memset(HistoryTable, 0, sizeof HistoryTable);
-    ClearKillers();
-    s.LastScore = s.LastScoreSide = 0;
-    s.BookLearningDone = 0;
-  }
+  if (!s.FritzMode && !s.UciMode) CloseOldGame();
   SetStartPosition();
   s.SearchDepthLimit = 998;
   s.FixedMoveTime = 0;
@@ -81,5 +86,6 @@ void RunOuterLoop() {
 
 void quit(int code) {
   fflush(stdout);
+  ReleaseTables();
   std::exit(code);
 }

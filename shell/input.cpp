@@ -94,3 +94,12 @@ i32 ReadLine(bool blocking, char *out) {
   }
   return TakeLine(out) ? 1 : 0;
 }
+
+int ReadCharacter() {
+  // What the line reader has already taken in comes first, so nothing typed ahead is lost.
+  if (InputLength == 0 && !ReadInput()) return -1;
+  const int c = u8(InputBuffer[0]);
+  InputLength--;
+  std::memmove(InputBuffer, InputBuffer + 1, InputLength + 1);
+  return c;
+}

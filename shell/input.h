@@ -2,7 +2,8 @@
 #pragma once
 #include "board/types.h"
 
-constexpr int INPUT_BUFFER_SIZE = 4608;
+// Room for a `position ... moves` line of several thousand plies.
+constexpr int INPUT_BUFFER_SIZE = 65536;
 extern char InputBuffer[INPUT_BUFFER_SIZE];
 
 // Reads what is there, blocking until something is; false at the end of the stream.
@@ -14,3 +15,5 @@ i32 InputPending();
 i32 ReadLine(bool blocking, char *out);
 // Moves the first line of InputBuffer into `out`; false if no whole line is there.
 bool TakeLine(char *out);
+// One character of input for the board editor, waiting for it; -1 at the end of the stream.
+int ReadCharacter();

@@ -1,0 +1,3 @@
+#include "search/repetition.h"
+
+u8 *RepetitionTable;

@@ -1,0 +1,10 @@
+// Console and xboard commands of the command chain that print or edit.
+#pragma once
+
+void PrintHelp();
+void PrintBoard();
+void PrintMoves();
+void EditBoard();
+void SetLevel(int tokenCount);
+void PrintBookMoves();
+void PrintTablebaseStatus();
