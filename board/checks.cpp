@@ -80,7 +80,8 @@ struct CheckFinder : MoveAppender<Us>, QuietScorer<Us> {
   void PawnChecks() {
     constexpr int forward = Us == WHITE ? 8 : -8;
     const u64 pawns = b.Pawns[Us] & ~RankMask(Us == WHITE ? 6 : 1);
-    const u64 checkSquares = PawnAttacks[ChangeSide(Us)][E] & empty;
+    // A pawn stands behind its square: the back rank of the side has no such square.
+    const u64 checkSquares = PawnAttacks[ChangeSide(Us)][E] & empty & ~RankMask(Us == WHITE ? 0 : 7);
     for (u64 to = checkSquares; to;) {
       const int sq = PopLowest(to);
       if (pawns & Bit(sq - forward)) Add(sq - forward, sq, PAWN);
