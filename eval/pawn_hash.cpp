@@ -1,7 +1,5 @@
 #include "eval/pawn_hash.h"
 
-#include <cstdlib>
-
 #include "search/hash.h"
 #include "shell/settings.h"
 
@@ -12,9 +10,6 @@ i64 PawnHashBytes() { return i64(Settings.PawnHashSize) * 34 + 68; }
 void ClearPawnHash() { ClearTableBlock(PawnHashTable, PawnHashBytes()); }
 
 void ResizePawnHash(i64 megabytes) {
-  std::free(PawnHashTable);
-  PawnHashTable = nullptr;
-  Settings.PawnHashSize = EntriesForMegabytes(megabytes, 34);
-  PawnHashTable = static_cast<PawnHashEntry *>(AllocateTableBlock(PawnHashBytes()));
+  ReplaceTableBlock(PawnHashTable, Settings.PawnHashSize, megabytes, 68);
   ClearPawnHash();
 }

@@ -76,9 +76,6 @@ void ClearHash() {
 void ClearEvalCache() { ClearTableBlock(EvalCache, EvalCacheBytes()); }
 
 void ResizeHash(i64 megabytes) {
-  std::free(TranspositionTable);
-  TranspositionTable = nullptr;
-  Settings.TranspositionSize = EntriesForMegabytes(megabytes, 26);
-  TranspositionTable = static_cast<TranspositionEntry *>(AllocateTableBlock(TranspositionBytes()));
+  ReplaceTableBlock(TranspositionTable, Settings.TranspositionSize, megabytes, TRANSPOSITION_SPARE_BYTES);
   ClearHash();
 }

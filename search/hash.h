@@ -1,5 +1,7 @@
 // Transposition table and evaluation cache: storage, sizing and clearing.
 #pragma once
+#include <cstdlib>
+
 #include "board/types.h"
 
 #pragma pack(push, 1)
@@ -46,3 +48,12 @@ void *AllocateTableBlock(i64 bytes);
 void ClearTableBlock(void *block, i64 bytes);
 // Entries that fit in `megabytes` at `entrySize` bytes; too many for a count means no memory.
 i32 EntriesForMegabytes(i64 megabytes, int entrySize);
+// Frees a table's block and allocates it anew for `megabytes`, setting its entry count.
+template <class Entry>
+void ReplaceTableBlock(Entry *&block, i32 &entries, i64 megabytes, i64 spareBytes) {
+  const i32 count = EntriesForMegabytes(megabytes, sizeof(Entry));
+  std::free(block);
+  block = nullptr;  // the exit on a failed allocation releases every table still held
+  entries = count;
+  block = static_cast<Entry *>(AllocateTableBlock(i64(count) * i64(sizeof(Entry)) + spareBytes));
+}
