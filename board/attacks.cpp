@@ -41,6 +41,7 @@ u8 HighBit[256], LowBit[256], BitCount[256];
 i32 ReverseBits[256];
 i32 PawnFileClass[256];
 u8 LowerCase[256];
+i32 KingDangerPattern[384];
 
 namespace {
 
@@ -305,4 +306,8 @@ void InitAttackTables() {
   BuildPieceSquareTables();
   InitKnightDistance();
   InitKnightStopsPawn();
+}
+
+void SetDefaultKingDangerPattern() {
+  for (int i = 0; i < 384; i++) KingDangerPattern[i] = i < 128 ? 1 : i < 256 ? 0 : 4;
 }

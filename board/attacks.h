@@ -45,6 +45,11 @@ extern i32 ReverseBits[256];
 extern i32 PawnFileClass[256];
 extern u8 LowerCase[256];
 
+// Weight of one square of a king's zone, by its nine-bit pattern; the values file may replace it.
+extern i32 KingDangerPattern[384];
+
+// The first table of the start-up: the default weights, 1, then 0, then 4 in the three thirds.
+void SetDefaultKingDangerPattern();
 void InitAttackTables();
 
 // Is `sq` attacked by any piece of `side` (kings included, pawns diagonally only)?

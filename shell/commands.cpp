@@ -9,6 +9,7 @@
 #include "board/movegen.h"
 #include "board/position.h"
 #include "eval/pawn_hash.h"
+#include "eval/values.h"
 #include "search/hash.h"
 #include "search/statistics.h"
 #include "shell/console.h"
@@ -125,7 +126,7 @@ void ProcessCommand() {
   }
   if (MatchKeyword("q", line)) quit(0);
   if (MatchKeyword("clean", line)) return Clean();
-  if (MatchKeyword("reload", line)) return;  // rebuilds the evaluation tables
+  if (MatchKeyword("reload", line)) return LoadEvaluationTables();
   if (IsMoveText(line)) return TakeMoveInput(line);
   if (MatchKeyword("help", line)) return PrintHelp();
   if (MatchKeyword("new", line)) return NewGame();

@@ -6,6 +6,7 @@
 
 #include "board/attacks.h"
 #include "board/position.h"
+#include "eval/values.h"
 #include "shell/commands.h"
 #include "shell/input.h"
 #include "search/hash.h"
@@ -42,8 +43,10 @@ void PrintConfiguration() {
 void StartEngine() {
   SetFirstDefaults();
   printf("%s\n", VERSION_LINE);
+  SetDefaultKingDangerPattern();
   InitRandomKeys();
   InitAttackTables();
+  LoadEvaluationTables();
   ClearCaptureStatistics();
   SetSecondDefaults();
   ReadSettings();

@@ -1,0 +1,14 @@
+// Loading the evaluation: "values.txt" read by position, then repairs, expansions, curves and packing.
+#pragma once
+#include "board/types.h"
+
+// Successes and trials of a move, [ending][piece code][from][to]: the file's raw form of PruneStats.
+extern i64 PruneCounts[2][8][64][64][2];
+
+// The whole sequence, at start and on `reload`: scratch, file, prune rates, tables, late move counts.
+void LoadEvaluationTables();
+// Numbers read, or -1 without a file. Stops at the first number it can't convert and keeps the rest as they are.
+i64 ReadValuesFile();
+void BuildPruneStats();
+void BuildEvaluationTables();
+void BuildLateMoveCounts();
