@@ -1,6 +1,7 @@
 // The one position record, the stacks around it and the Zobrist keys.
 #pragma once
 #include "board/types.h"
+#include "eval/pawn_hash.h"
 
 struct BoardRecord {
   i32 PieceTotal;
@@ -26,6 +27,7 @@ struct BoardRecord {
   i32 PieceCount[8][2];
   i32 Board[64];
   u64 AllPawns;
+  PawnHashEntry PawnEntry;  // the current pawn hash entry, a first-level cache of the table
   u64 PositionKey;
   u64 PawnKey;
   i32 Material[2];

@@ -1,6 +1,7 @@
 #include "eval/material.h"
 
 #include <algorithm>
+#include <climits>
 #include <iterator>
 #include <cstdio>
 #include <cstdlib>
@@ -108,6 +109,8 @@ TreeResult ExchangeTree(const Force (&f)[2], bool withMinorVsPawns) {
 
 // Scaling of a balance good for White by the lead in points and the leader's pawns.
 i64 ScaleByLead(i64 total, const Force (&f)[2]) {
+  // Only 16 bits are kept in the end; the clamp keeps absurd weights from overflowing the product.
+  total = std::clamp<i64>(total, INT32_MIN, INT32_MAX);
   for (int side : {WHITE, BLACK}) {
     const int lead = f[side].Points() - f[ChangeSide(side)].Points();
     const bool ahead = side == WHITE ? total > 0 : total < 0;

@@ -17,6 +17,7 @@
 #include "shell/input.h"
 #include "shell/settings.h"
 #include "shell/uci.h"
+#include "tools/epd_eval.h"
 #include "tools/perft.h"
 
 char CommandLine[INPUT_BUFFER_SIZE];
@@ -146,7 +147,10 @@ void ProcessCommand() {
     if (std::strlen(line) > 8) LoadFen(line + 8);
     return;
   }
-  if (MatchKeyword("epdevl", line)) return;    // static evaluations of an EPD file
+  if (MatchKeyword("epdevl", line)) {
+    if (n >= 2) EvaluateEpdFile(Tokens[1]);
+    return;
+  }
   if (MatchKeyword("selftest", line)) return;  // evaluation self-test
   if (MatchKeyword("nopost", line)) {
     s.PostThinking = 0;
@@ -201,7 +205,7 @@ void ProcessCommand() {
     if (s.Pondering) s.PonderingOn = 1;
     return;
   }
-  if (MatchKeyword("evl", line)) return;  // the static evaluation report
+  if (MatchKeyword("evl", line)) return PrintEvaluationReport();
   if (MatchKeyword("undo", line)) return TakeBackGameMove();
   if (MatchKeyword("fritz", line)) s.FritzMode = 1;
   if (MatchKeyword("xboard", line)) {

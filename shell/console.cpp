@@ -1,11 +1,14 @@
 #include "shell/console.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 
 #include "board/attacks.h"
 #include "board/movegen.h"
 #include "board/position.h"
+#include "eval/eval.h"
+#include "eval/eval_tables.h"
 #include "search/statistics.h"
 #include "shell/commands.h"
 #include "shell/input.h"
@@ -179,4 +182,44 @@ void PrintTablebaseStatus() {
     printf("%d piece EGTB files found\n", Settings.TbPiecesInUse);
   else
     printf("EGTB files not found\n");
+}
+
+void PrintEvaluationReport() {
+  const BoardRecord &b = thread_board;
+  const EvalInfo &info = thread_eval_info;
+  Settings.RootSide = b.SideToMove;
+  i32 score = -MATE_SCORE;
+  Evaluate(&score, MATE_SCORE);
+  printf("Heuristic = %d\n", score);
+  auto printFiles = [](u8 files) {
+    for (int file = 0; file < 8; file++) printf("%d", (files >> file) & 1);
+  };
+  printf("PassedVector[BLACK] = ");
+  printFiles(b.PawnEntry.PassedVector[0]);
+  printf(" PassedVector[WHITE] = ");
+  printFiles(b.PawnEntry.PassedVector[1]);
+  printf("\n");
+  printf("current_phase = %d, black_phase = %d, white_phase = %d\n", b.current_phase, b.black_phase, b.white_phase);
+  printf("Material[WHITE] = %d thread_board.Material[BLACK] = %d EvaluateMaterial() = %d\n", b.Material[WHITE],
+         b.Material[BLACK], info.MaterialScore);
+  auto ending = [&](int side) {
+    const int enemy = ChangeSide(side);
+    return b.PieceMaterial[enemy] > 9 && (b.Queens[enemy] || b.PieceMaterial[enemy] > 14) ? 0 : 1;
+  };
+  printf("ENDING(WHITE) = %d ENDING(BLACK) = %d\n", ending(WHITE), ending(BLACK));
+  printf("thread_eval_info.shelter_penalty[BLACK] = %d thread_eval_info.shelter_penalty[WHITE] = %d\n",
+         info.shelter_penalty[BLACK], info.shelter_penalty[WHITE]);
+  printf("thread_eval_info.danger[BLACK] = %d thread_eval_info.danger[WHITE] = %d\n", info.danger[BLACK],
+         info.danger[WHITE]);
+  const int s = b.SideToMove, o = ChangeSide(s);
+  auto attack = [&](int attacker, int defender) {
+    return (DangerScale[std::min(info.danger[attacker] + 8, 127)] * ShelterScale[info.shelter_penalty[defender]]) >> 4;
+  };
+  const int onDefender = attack(s, o);
+  printf("Attacks[ChangeSide(thread_board.SideToMove)] = %d\n", onDefender);
+  printf("Attacks[thread_board.SideToMove] = %d\n", attack(o, s));
+  printf("Shelter[BLACK] = %d Shelter[WHITE] = %d\n", Shelter[info.shelter_penalty[BLACK]],
+         Shelter[info.shelter_penalty[WHITE]]);
+  printf("Dng = %d\n", onDefender + Shelter[info.shelter_penalty[o]]);
+  fflush(stdout);
 }

@@ -8,3 +8,5 @@ void EditBoard();
 void SetLevel(int tokenCount);
 void PrintBookMoves();
 void PrintTablebaseStatus();
+// The static evaluation of the position with its main parts.
+void PrintEvaluationReport();

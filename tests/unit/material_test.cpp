@@ -1,15 +1,12 @@
 // The material table: phases, flags, signatures, trade bonuses, antisymmetry; material by hand beyond it.
 #include <gtest/gtest.h>
-#include <unistd.h>
 
-#include <cstdio>
 #include <string>
 
 #include "eval/eval_tables.h"
 #include "eval/material.h"
-#include "eval/values.h"
 #include "tests/unit/engine_fixture.h"
-#include "tools/values_text.h"
+#include "tests/unit/values_loading.h"
 
 namespace {
 
@@ -20,30 +17,6 @@ struct Counts {
 const MaterialEntry &Entry(const Counts &c) {
   return MaterialTable[c.wq + 3 * c.bq + 9 * c.wr + 27 * c.br + 81 * c.wb + 243 * c.bb + 729 * c.wn + 2187 * c.bn +
                        6561 * c.wp + 59049 * c.bp];
-}
-
-// Loads the tables from `folder`'s values.txt.
-void LoadFrom(const std::string &folder) {
-  char home[4096];
-  ASSERT_NE(getcwd(home, sizeof home), nullptr);
-  ASSERT_EQ(chdir(folder.c_str()), 0);
-  testing::internal::CaptureStdout();
-  LoadEvaluationTables();
-  testing::internal::GetCapturedStdout();
-  ASSERT_EQ(chdir(home), 0);
-}
-
-// A file of the compiled-in values puts back what an earlier load changed.
-void LoadCompiledDefaults() {
-  char folder[] = "/tmp/quarvelle-material-XXXXXX";
-  ASSERT_NE(mkdtemp(folder), nullptr);
-  const std::string path = std::string(folder) + "/values.txt";
-  FILE *file = std::fopen(path.c_str(), "w");
-  for (i64 n : CompiledDefaults()) std::fprintf(file, "%lld\n", static_cast<long long>(n));
-  std::fclose(file);
-  LoadFrom(folder);
-  std::remove(path.c_str());
-  rmdir(folder);
 }
 
 class MaterialTest : public EngineTest {
@@ -121,7 +94,7 @@ TEST_F(MaterialTest, EveryEntryMirrorsItsColourSwap) {
     if (folder.empty())
       LoadCompiledDefaults();
     else
-      LoadFrom(folder);
+      LoadValuesFrom(folder);
     int mismatches = 0;
     for (int index = 0; index < MATERIAL_OVERFLOW; index++) {
       int digits[10], rest = index;
