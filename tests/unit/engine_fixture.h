@@ -1,15 +1,20 @@
-// Shared set-up for unit tests: the start-up tables, built once per test binary.
+// Shared set-up for unit tests: the start-up settings and tables, built once per test binary.
 #pragma once
 #include <gtest/gtest.h>
 
 #include "board/attacks.h"
 #include "board/board.h"
 #include "board/position.h"
+#include "search/hash.h"
+#include "shell/settings.h"
 
 inline void InitEngineTables() {
   static const bool built = [] {
+    SetFirstDefaults();
     InitRandomKeys();
     InitAttackTables();
+    SetSecondDefaults();
+    AllocateTables();
     return true;
   }();
   (void)built;

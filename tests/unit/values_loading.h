@@ -6,10 +6,13 @@
 #include <cstdio>
 #include <string>
 
+#include "board/board.h"
+#include "eval/pawn_hash.h"
 #include "eval/values.h"
 #include "tools/values_text.h"
 
-// Loads the tables from `folder`'s values.txt.
+// Loads the tables from `folder`'s values.txt. A reload keeps the pawn hash, whose entries hold scores of the
+// old values: the tests start it afresh.
 inline void LoadValuesFrom(const std::string &folder) {
   char home[4096];
   ASSERT_NE(getcwd(home, sizeof home), nullptr);
@@ -17,6 +20,8 @@ inline void LoadValuesFrom(const std::string &folder) {
   testing::internal::CaptureStdout();
   LoadEvaluationTables();
   testing::internal::GetCapturedStdout();
+  ClearPawnHash();
+  thread_board.PawnEntry.Key = ~u64(0);
   ASSERT_EQ(chdir(home), 0);
 }
 
