@@ -51,7 +51,7 @@ void AllocateTables() {
   TranspositionTable = static_cast<TranspositionEntry *>(AllocateTableBlock(TranspositionBytes()));
   PawnHashTable = static_cast<PawnHashEntry *>(AllocateTableBlock(PawnHashBytes()));
   EvalCache = static_cast<EvalCacheEntry *>(AllocateTableBlock(EvalCacheBytes()));
-  RepetitionTable = static_cast<u8 *>(AllocateTableBlock(REPETITION_TABLE_BYTES));
+  RepetitionTable = static_cast<RepetitionSlot *>(AllocateTableBlock(REPETITION_TABLE_BYTES));
   ClearHash();
   ClearPawnHash();
   ClearEvalCache();
