@@ -70,7 +70,8 @@ int ProbeHashQuiescence(int depth, i32 *alpha, i32 *beta, u32 *move, i32 *cutoff
 // kind 1 upper, 2 lower, 3 exact; move 0 keeps the entry's move. An exact mate score is made
 // relative to the node by the global Ply; bounds are clipped to +-31000 instead.
 void StoreHash(int depth, u32 move, int value, int kind, int mateThreat, int nodeFlags, int moveCount);
-// The entry of the present position and side, stamped with HashAge, or nullptr; no score is read.
+// The entry of the present position and side, or nullptr; nothing in it is changed. Callers that
+// walk a variation or estimate the root stamp it with HashAge themselves.
 TranspositionEntry *FindHashEntry();
 // The stored move of the present position or 0; refreshes the entry's age.
 u32 HashMoveOfPosition();

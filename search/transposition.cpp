@@ -221,16 +221,13 @@ void StoreHash(int depth, u32 move, int value, int kind, int mateThreat, int nod
   target->Flags |= u8(nodeFlags & NODE_FLAG_MASK);
 }
 
-TranspositionEntry *FindHashEntry() {
-  if (Settings.TranspositionSize == 0) return nullptr;
-  TranspositionEntry *e = FindEntry(FullKey());
-  if (e) e->Age = Settings.HashAge;
-  return e;
-}
+TranspositionEntry *FindHashEntry() { return Settings.TranspositionSize == 0 ? nullptr : FindEntry(FullKey()); }
 
 u32 HashMoveOfPosition() {
-  const TranspositionEntry *e = FindHashEntry();
-  return e ? e->Info & INFO_MOVE_MASK : 0;
+  TranspositionEntry *e = FindHashEntry();
+  if (!e) return 0;
+  e->Age = Settings.HashAge;
+  return e->Info & INFO_MOVE_MASK;
 }
 
 i32 HashFull() {
