@@ -156,19 +156,28 @@ bool HasSignature(const Force &w, const Force &b) {
          (std::abs(w.Points() - b.Points()) < 5 || (pieces[0] <= 1 && pieces[1] <= 1));
 }
 
-void NumberSignatures() {
-  std::fill(std::begin(Signatures), std::end(Signatures), i16(-1));
-  int number = 0;
-  Force w{}, b{};
-  for (w.queens = 0; w.queens < 2; w.queens++)
-    for (b.queens = 0; b.queens < 2; b.queens++)
+// Every pair of piece forces with up to `queenLimit` - 1 queens and two of each other piece, in the order
+// queens, rooks, bishops, knights, White before Black, the last running fastest.
+template <class Visit>
+void ForEachPiecePair(int queenLimit, Force (&f)[2], Visit visit) {
+  Force &w = f[WHITE], &b = f[BLACK];
+  for (w.queens = 0; w.queens < queenLimit; w.queens++)
+    for (b.queens = 0; b.queens < queenLimit; b.queens++)
       for (w.rooks = 0; w.rooks < 3; w.rooks++)
         for (b.rooks = 0; b.rooks < 3; b.rooks++)
           for (w.bishops = 0; w.bishops < 3; w.bishops++)
             for (b.bishops = 0; b.bishops < 3; b.bishops++)
               for (w.knights = 0; w.knights < 3; w.knights++)
-                for (b.knights = 0; b.knights < 3; b.knights++)
-                  if (HasSignature(w, b)) Signatures[PieceIndex(w, b)] = i16(number++);
+                for (b.knights = 0; b.knights < 3; b.knights++) visit();
+}
+
+void NumberSignatures() {
+  std::fill(std::begin(Signatures), std::end(Signatures), i16(-1));
+  int number = 0;
+  Force f[2] = {};
+  ForEachPiecePair(2, f, [&] {
+    if (HasSignature(f[WHITE], f[BLACK])) Signatures[PieceIndex(f[WHITE], f[BLACK])] = i16(number++);
+  });
 }
 
 void NumberRookEndingFiles() {
@@ -269,17 +278,10 @@ void BuildMaterialTable() {
   for (MaterialEntry &e : MaterialTable) e.current_phase = NOT_BUILT;
   MaterialTable[MATERIAL_OVERFLOW] = MaterialEntry{-1, -1, -1, 0, {0, 0}, {0, 0}, -1, -1, {0, 0}};
   Force f[2] = {};
-  Force &w = f[WHITE], &b = f[BLACK];
-  for (w.queens = 0; w.queens < 3; w.queens++)
-    for (b.queens = 0; b.queens < 3; b.queens++)
-      for (w.rooks = 0; w.rooks < 3; w.rooks++)
-        for (b.rooks = 0; b.rooks < 3; b.rooks++)
-          for (w.bishops = 0; w.bishops < 3; w.bishops++)
-            for (b.bishops = 0; b.bishops < 3; b.bishops++)
-              for (w.knights = 0; w.knights < 3; w.knights++)
-                for (b.knights = 0; b.knights < 3; b.knights++)
-                  for (w.pawns = 0; w.pawns < 9; w.pawns++)
-                    for (b.pawns = 0; b.pawns < 9; b.pawns++) BuildEntry(f);
+  ForEachPiecePair(3, f, [&] {
+    for (f[WHITE].pawns = 0; f[WHITE].pawns < 9; f[WHITE].pawns++)
+      for (f[BLACK].pawns = 0; f[BLACK].pawns < 9; f[BLACK].pawns++) BuildEntry(f);
+  });
 }
 
 namespace {

@@ -182,6 +182,7 @@ void PrintTablebaseStatus() {
     printf("%d piece EGTB files found\n", Settings.TbPiecesInUse);
   else
     printf("EGTB files not found\n");
+  fflush(stdout);
 }
 
 void PrintEvaluationReport() {
