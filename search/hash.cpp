@@ -5,6 +5,8 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "board/board.h"
+#include "eval/eval.h"
 #include "eval/pawn_hash.h"
 #include "search/repetition.h"
 #include "shell/engine.h"
@@ -51,7 +53,7 @@ void AllocateTables() {
   TranspositionTable = static_cast<TranspositionEntry *>(AllocateTableBlock(TranspositionBytes()));
   PawnHashTable = static_cast<PawnHashEntry *>(AllocateTableBlock(PawnHashBytes()));
   EvalCache = static_cast<EvalCacheEntry *>(AllocateTableBlock(EvalCacheBytes()));
-  RepetitionTable = static_cast<u8 *>(AllocateTableBlock(REPETITION_TABLE_BYTES));
+  RepetitionTable = static_cast<RepetitionSlot *>(AllocateTableBlock(REPETITION_TABLE_BYTES));
   ClearHash();
   ClearPawnHash();
   ClearEvalCache();
@@ -78,4 +80,49 @@ void ClearEvalCache() { ClearTableBlock(EvalCache, EvalCacheBytes()); }
 void ResizeHash(i64 megabytes) {
   ReplaceTableBlock(TranspositionTable, Settings.TranspositionSize, megabytes, TRANSPOSITION_SPARE_BYTES);
   ClearHash();
+}
+
+namespace {
+
+// The cache keys by placement and castling rights; the side to move picks one of the two scores.
+u64 EvalCacheKey() { return thread_board.PositionKey ^ CastlingKeys[thread_board.CastlingFlags]; }
+
+EvalCacheEntry *EvalCacheSlot(u64 key) {
+  const u32 size = u32(Settings.EvalCacheSize);
+  return EvalCache + (size == 0x80000 ? u32(key) & 0x7FFFF : u32(key) % size);
+}
+
+}  // namespace
+
+bool ReadEvalCache(i32 *score) {
+  if (Settings.EvalCacheSize == 0) return false;
+  const u64 key = EvalCacheKey();
+  const EvalCacheEntry *entry = EvalCacheSlot(key);
+  if (entry->Key != key) return false;
+  EvalInfo &info = thread_eval_info;
+  info.Attacks[WHITE] = entry->Attacks[WHITE];
+  info.Attacks[BLACK] = entry->Attacks[BLACK];
+  info.MaterialScore = entry->MaterialScore;
+  info.ScaleTrace = entry->ScaleTrace;
+  const int stored = entry->Score[thread_board.SideToMove];
+  if (stored <= -MATE_SCORE) return false;  // the other side's evaluation filled this slot
+  *score = stored;
+  return true;
+}
+
+void StoreEvalCache(i32 score) {
+  const EvalInfo &info = thread_eval_info;
+  if (!info.Cacheable || Settings.EvalCacheSize == 0) return;
+  const u64 key = EvalCacheKey();
+  EvalCacheEntry *entry = EvalCacheSlot(key);
+  const int us = thread_board.SideToMove;
+  entry->Score[us] = i16(score);
+  if (entry->Key == key) return;  // the rest is the same position's; only the score was missing
+  // No age: a slot always goes to the newest position.
+  entry->Key = key;
+  entry->MaterialScore = i16(info.MaterialScore);
+  entry->ScaleTrace = i16(info.ScaleTrace);
+  entry->Attacks[WHITE] = info.Attacks[WHITE];
+  entry->Attacks[BLACK] = info.Attacks[BLACK];
+  entry->Score[ChangeSide(us)] = i16(info.OtherSideKnown ? info.ScoreSum - score : -MATE_SCORE);
 }

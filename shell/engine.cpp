@@ -10,6 +10,7 @@
 #include "shell/commands.h"
 #include "shell/input.h"
 #include "search/hash.h"
+#include "search/repetition.h"
 #include "search/statistics.h"
 #include "shell/settings.h"
 #include "shell/settings_file.h"
@@ -51,6 +52,7 @@ void StartEngine() {
   SetSecondDefaults();
   ReadSettings();
   AllocateTables();
+  BuildRepetitionTable();  // needs the keys, the attack tables and its block
   std::srand(unsigned(std::time(nullptr)));
   PrintConfiguration();
   Settings.PostThinking = 1;

@@ -14,32 +14,37 @@ char InputBuffer[INPUT_BUFFER_SIZE];
 namespace {
 
 constexpr int READ_CHUNK = 4096;
-size_t InputLength;
 // A line longer than the buffer was cut: its remaining bytes are dropped up to the line end.
 bool DroppingRestOfLine;
 
+// The zero-terminated text is the one record of what is pending (NUL bytes never enter it), so a
+// line put into InputBuffer by other means, such as a test, is served like one that was read.
+size_t InputLength() { return std::strlen(InputBuffer); }
+
 // Appends bytes; NUL bytes would end the text early and are left out.
 void Append(const char *bytes, size_t count) {
+  size_t length = InputLength();
   for (size_t i = 0; i < count; i++) {
     if (DroppingRestOfLine) {
       DroppingRestOfLine = bytes[i] != '\n';
       continue;
     }
-    if (bytes[i] != '\0') InputBuffer[InputLength++] = bytes[i];
+    if (bytes[i] != '\0') InputBuffer[length++] = bytes[i];
   }
-  InputBuffer[InputLength] = '\0';
+  InputBuffer[length] = '\0';
 }
 
-bool HasLineEnd() { return std::memchr(InputBuffer, '\n', InputLength) != nullptr; }
+bool HasLineEnd() { return std::strchr(InputBuffer, '\n') != nullptr; }
 
 }  // namespace
 
 bool ReadInput() {
   char chunk[READ_CHUNK];
   // Never read more than the buffer can take: what stays in the pipe is read next time.
-  size_t room = INPUT_BUFFER_SIZE - 1 - InputLength;
+  const size_t length = InputLength();
+  size_t room = INPUT_BUFFER_SIZE - 1 - length;
   if (room == 0) {  // a full buffer without a line end: cut the line here and drop the rest of it
-    InputBuffer[InputLength - 1] = '\n';
+    InputBuffer[length - 1] = '\n';
     DroppingRestOfLine = true;
     return true;
   }
@@ -69,14 +74,13 @@ i32 InputPending() {
 }
 
 bool TakeLine(char *out) {
-  char *end = static_cast<char *>(std::memchr(InputBuffer, '\n', InputLength));
+  char *end = std::strchr(InputBuffer, '\n');
   if (!end) return false;
   *end = '\0';
   if (char *cr = std::strchr(InputBuffer, '\r')) *cr = ' ';
   size_t lineLength = size_t(end - InputBuffer);
   std::memcpy(out, InputBuffer, lineLength + 1);
-  InputLength -= lineLength + 1;
-  std::memmove(InputBuffer, end + 1, InputLength + 1);
+  std::memmove(InputBuffer, end + 1, std::strlen(end + 1) + 1);
   return true;
 }
 
@@ -97,9 +101,8 @@ i32 ReadLine(bool blocking, char *out) {
 
 int ReadCharacter() {
   // What the line reader has already taken in comes first, so nothing typed ahead is lost.
-  if (InputLength == 0 && !ReadInput()) return -1;
+  if (InputBuffer[0] == '\0' && !ReadInput()) return -1;
   const int c = u8(InputBuffer[0]);
-  InputLength--;
-  std::memmove(InputBuffer, InputBuffer + 1, InputLength + 1);
+  std::memmove(InputBuffer, InputBuffer + 1, InputLength());
   return c;
 }
