@@ -8,12 +8,12 @@
 # RUNS times (default 3) keeping the best. Time is CPU time (user + sys) of the engine process less its start-up
 # (the best of RUNS runs that only start and quit), so table building and Stockfish's network loading do not count.
 # Every count must match the suite's reference count, and Stockfish's; the exit status is 1 when one does not.
-# Environment: PERFT_SUITE (default ../shared/testdata/perft.epd beside the repository), STOCKFISH, RUNS.
+# Environment: PERFT_SUITE (default tests/data/perft.epd), STOCKFISH, RUNS.
 set -euo pipefail
 
 repo=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 engine=${1:-$repo/build/quarvelle}
-suite=${PERFT_SUITE:-$repo/../shared/testdata/perft.epd}
+suite=${PERFT_SUITE:-$repo/tests/data/perft.epd}
 stockfish=${STOCKFISH:-/usr/games/stockfish}
 runs=${RUNS:-3}
 

@@ -431,7 +431,7 @@ inline std::string TestDataDirectory() {
   return QUARVELLE_TESTDATA_DIR;
 #else
   std::string here = __FILE__;
-  return here.substr(0, here.find_last_of("/\\")) + "/../../../shared/testdata";
+  return here.substr(0, here.find_last_of("/\\")) + "/../data";
 #endif
 }
 
