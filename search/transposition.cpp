@@ -121,19 +121,26 @@ u32 MakeInfo(int kind, u32 move, int mateThreat) {
 
 int DeepestByte(const TranspositionEntry *e) { return std::max({e->UpperDepth, e->LowerDepth, e->ExactDepth}); }
 
+// The entry of this position for a probe, stamped with this search's age, its flags and move read out.
+TranspositionEntry *ProbedEntry(u32 *move) {
+  HashBound = -MATE_SCORE;
+  HashFlags = 0;
+  if (Settings.TranspositionSize == 0) return nullptr;
+  TranspositionEntry *e = FindEntry(FullKey());
+  if (!e) return nullptr;
+  e->Age = Settings.HashAge;
+  HashFlags = e->Flags & NODE_FLAG_MASK;
+  *move = e->Info & INFO_MOVE_MASK;
+  return e;
+}
+
 }  // namespace
 
 int ProbeHash(int depth, i32 *alpha, i32 *beta, i32 *mateThreat, u32 *move, i32 *allowNull, i32 *cutoff, int isPv) {
   SingularKnown = 0;
-  HashBound = -MATE_SCORE;
-  HashFlags = 0;
-  if (Settings.TranspositionSize == 0) return 0;
-  TranspositionEntry *e = FindEntry(FullKey());
+  TranspositionEntry *e = ProbedEntry(move);
   if (!e) return 0;
-  e->Age = Settings.HashAge;
-  HashFlags = e->Flags & NODE_FLAG_MASK;
   if (e->Info & INFO_MATE_THREAT) *mateThreat = 1;
-  *move = e->Info & INFO_MOVE_MASK;
   const int d = depth + HASH_DEPTH_OFFSET;
   if (e->Flags & UPPER_VALID) {
     HashBound = e->UpperScore;
@@ -160,14 +167,8 @@ int ProbeHash(int depth, i32 *alpha, i32 *beta, i32 *mateThreat, u32 *move, i32 
 }
 
 int ProbeHashQuiescence(int depth, i32 *alpha, i32 *beta, u32 *move, i32 *cutoff, int isPv) {
-  HashBound = -MATE_SCORE;
-  HashFlags = 0;
-  if (Settings.TranspositionSize == 0) return 0;
-  TranspositionEntry *e = FindEntry(FullKey());
+  TranspositionEntry *e = ProbedEntry(move);
   if (!e) return 0;
-  e->Age = Settings.HashAge;
-  HashFlags = e->Flags & NODE_FLAG_MASK;
-  *move = e->Info & INFO_MOVE_MASK;
   const int kind = UsableBound<true>(e, depth + HASH_DEPTH_OFFSET, alpha, beta, isPv);
   *cutoff = kind != 0;
   return kind ? kind : HASH_UPPER;
