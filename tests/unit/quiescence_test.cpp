@@ -125,12 +125,14 @@ TEST_F(QuiescenceTest, StoredExactScoreCutsAtPvNodeButBoundOnlyElsewhere) {
 
   ClearHash();
   Load(hanging);
-  StoreHash(0, 0, 600, HASH_LOWER, 0, 0, 0);
+  // Beta just above the stand pat, so that only the bound could end the node before the capture.
+  const int beta = StaticEval() + 20;
+  StoreHash(0, 0, beta + 80, HASH_LOWER, 0, 0, 0);
   nodes = Settings.Nodes;
-  Run(-1000, 500, NODE_PV);
+  Run(-1000, beta, NODE_PV);
   EXPECT_GT(Settings.Nodes - nodes, 1) << "a lower bound must not cut at a PV node";
   nodes = Settings.Nodes;
-  EXPECT_GE(Run(-1000, 500, NODE_CUT), 500);
+  EXPECT_GE(Run(-1000, beta, NODE_CUT), beta);
   EXPECT_EQ(Settings.Nodes - nodes, 1);
 }
 
