@@ -174,6 +174,7 @@ TEST_F(QuiescenceTest, NodesLeaveTheStacksAsTheyFoundThem) {
                           "2r1r1k1/pb1q1ppp/1p1b1n2/3pN3/2pP1B2/2P1P1Q1/PPB2PPP/R3R1K1 w - - 0 1",
                           "q3k2q/8/8/3QQ3/3qq3/8/8/Q3K2Q w - - 0 1"})
     positions.push_back({fen, {}});
+  int deepest = 0;
   for (const SamplePosition &position : positions) {
     Reach(position);
     Ply = 1;
@@ -189,9 +190,11 @@ TEST_F(QuiescenceTest, NodesLeaveTheStacksAsTheyFoundThem) {
     ASSERT_EQ(GameHistoryCount, history) << Describe(position);
     ASSERT_EQ(thread_board.PositionKey, key) << Describe(position);
     ASSERT_LT(Settings.SelDepth, PLY_STACK_SIZE) << Describe(position);
+    deepest = std::max(deepest, int(Settings.SelDepth));
     ASSERT_GT(v, -MATE_SCORE) << Describe(position);
     ASSERT_LT(v, MATE_SCORE) << Describe(position);
   }
+  EXPECT_GE(deepest, 16) << "the sample should reach lines of checks well below the root";
 }
 
 TEST_F(QuiescenceTest, LazyEvaluationByTheRootWindowAndItsSide) {
