@@ -53,6 +53,37 @@ TEST_F(QuiescenceTest, StandPatAtOrAboveBetaReturnsTheEvaluationWithoutSearching
   EXPECT_EQ(PlyStack[Ply].BestMove, 0u);
 }
 
+TEST_F(QuiescenceTest, FailLowReturnsTheBestScoreNotAlpha) {
+  Settings.Iteration = 0;
+  Load("4k3/8/8/8/8/8/4P3/4K3 w - - 0 1");
+  const int eval = StaticEval();
+  EXPECT_EQ(Run(eval + 200, eval + 300), eval);
+}
+
+// The flags spare later visits a generation known to find nothing; a wrong one hides moves for good.
+TEST_F(QuiescenceTest, StoredNodeFlagsTellWhatWasNotFound) {
+  Settings.Iteration = 1;
+  Load("4k3/8/8/8/8/8/4P3/4K3 w - - 0 1");  // no capture, no advance, no check
+  Run(-MATE_SCORE, MATE_SCORE);
+  const TranspositionEntry *entry = FindHashEntry();
+  ASSERT_NE(entry, nullptr);
+  EXPECT_EQ(entry->Flags & NODE_FLAG_MASK, NO_QUIET_CHECKS | NO_TACTICAL_MOVES);
+
+  ClearHash();
+  Load("4k3/8/8/8/8/3p4/4P3/4K3 w - - 0 1");  // a capture, and no check
+  Run(-MATE_SCORE, MATE_SCORE);
+  entry = FindHashEntry();
+  ASSERT_NE(entry, nullptr);
+  EXPECT_EQ(entry->Flags & NODE_FLAG_MASK, NO_QUIET_CHECKS);
+
+  ClearHash();
+  Load("4k3/8/8/8/8/8/R7/4K3 w - - 0 1");  // a quiet check only
+  Run(-MATE_SCORE, MATE_SCORE);
+  entry = FindHashEntry();
+  ASSERT_NE(entry, nullptr);
+  EXPECT_EQ(entry->Flags & NODE_FLAG_MASK, NO_TACTICAL_MOVES);
+}
+
 TEST_F(QuiescenceTest, HangingPieceIsTakenAndDefendedOneIsNot) {
   Load("4k3/8/8/3r4/8/8/3Q4/4K3 w - - 0 1");
   const int eval = StaticEval();
