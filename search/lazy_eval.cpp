@@ -48,7 +48,8 @@ bool MaterialIsDecisiveFor(i32 *balance) {
 }
 
 bool MaterialIsDecisive(i32 *balance) {
-  return thread_board.SideToMove == WHITE ? MaterialIsDecisiveFor<WHITE>(balance) : MaterialIsDecisiveFor<BLACK>(balance);
+  return thread_board.SideToMove == WHITE ? MaterialIsDecisiveFor<WHITE>(balance)
+                                          : MaterialIsDecisiveFor<BLACK>(balance);
 }
 
 template <int Us>

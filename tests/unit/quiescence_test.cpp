@@ -186,7 +186,8 @@ TEST_F(QuiescenceTest, CaptureGainIsTheSameForTheMirroredPosition) {
   for (const SamplePosition &position : WalkSample()) {
     Reach(position);
     const std::string fen = CurrentFen();
-    const MoveList captures = Filter(EnginePseudoMoves(), [](u32 m) { return IsCaptureOrPromotion(m) || IsEnPassant(m); });
+    const MoveList captures =
+        Filter(EnginePseudoMoves(), [](u32 m) { return IsCaptureOrPromotion(m) || IsEnPassant(m); });
     std::vector<int> gains;
     for (u32 move : captures) gains.push_back(CaptureGainEstimate(move));
     LoadFen(MirrorFen(fen).c_str());
