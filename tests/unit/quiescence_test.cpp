@@ -98,6 +98,13 @@ TEST_F(QuiescenceTest, HangingPieceIsTakenAndDefendedOneIsNot) {
   EXPECT_EQ(PlyStack[Ply].BestMove, 0u);
 }
 
+TEST_F(QuiescenceTest, KnightPromotionIsTriedWhenItChecks) {
+  Settings.Iteration = 0;
+  Load("8/2qpP1k1/8/8/8/8/8/7K w - - 0 1");  // e8=N+ forks king and queen
+  EXPECT_GT(Run(-MATE_SCORE, MATE_SCORE), 100);
+  EXPECT_EQ(PlyStack[Ply].BestMove, MakeMove(Square("e7"), Square("e8"), PAWN, NONE, KNIGHT));
+}
+
 TEST_F(QuiescenceTest, MateDistanceBoundsComeFirst) {
   Load("4k3/8/8/3r4/8/8/3Q4/4K3 w - - 0 1");
   Ply = 5;
