@@ -20,6 +20,7 @@ u64 PawnAttacks[2][64];
 
 u64 RayNE[64], RayN[64], RayNW[64], RayE[64], RayW[64], RaySE[64], RayS[64], RaySW[64];
 i8 Direction[64][64];
+u64 RayBeyond[64][64];
 u64 Between[64][64];
 u64 Rectangle[64][64];
 
@@ -259,6 +260,14 @@ void InitSliders() {
   for (int x = 0; x < 64; x++)
     for (const auto &line : lines)
       for (u64 squares = line.ray[x]; squares;) Direction[x][PopLowest(squares)] = i8(line.step);
+  // The ray that goes on past x is the one opposite to the ray from x back to y.
+  for (int x = 0; x < 64; x++)
+    for (const auto &line : lines)
+      for (u64 squares = line.ray[x]; squares;) {
+        const int y = PopLowest(squares);
+        for (const auto &opposite : lines)
+          if (opposite.step == -line.step) RayBeyond[x][y] = opposite.ray[x];
+      }
 }
 
 void InitKnightDistance() {

@@ -21,6 +21,8 @@ extern u64 PawnAttacks[2][64];
 
 extern u64 RayNE[64], RayN[64], RayNW[64], RayE[64], RayW[64], RaySE[64], RayS[64], RaySW[64];
 extern i8 Direction[64][64];
+// RayBeyond[x][y]: the squares past x on the line from y through x; 0 when the two share no line.
+extern u64 RayBeyond[64][64];
 extern u64 Between[64][64];
 extern u64 Rectangle[64][64];
 

@@ -3,21 +3,6 @@
 
 namespace {
 
-// The squares beyond `square`, away from the enemy king on `king`, in the direction that joins them.
-inline u64 RayBeyond(int square, int king) {
-  switch (Direction[square][king]) {
-    case 9: return RayNE[square];
-    case 8: return RayN[square];
-    case 7: return RayNW[square];
-    case 1: return RayE[square];
-    case -1: return RayW[square];
-    case -7: return RaySE[square];
-    case -8: return RayS[square];
-    case -9: return RaySW[square];
-    default: return 0;
-  }
-}
-
 // Checking-move generation for the side Us against the king on E.
 template <int Us>
 struct CheckFinder : MoveAppender<Us>, QuietScorer<Us> {
@@ -34,10 +19,10 @@ struct CheckFinder : MoveAppender<Us>, QuietScorer<Us> {
 
   // Does moving the piece on `square` uncover a check by an own slider behind it on a diagonal, or on a line?
   bool UncoversDiagonal(int square) const {
-    return (bishopLines & Bit(square)) && (BishopAttacks(square, occ) & RayBeyond(square, E) & diagonalSliders);
+    return (bishopLines & Bit(square)) && (BishopAttacks(square, occ) & RayBeyond[square][E] & diagonalSliders);
   }
   bool UncoversLine(int square) const {
-    return (rookLines & Bit(square)) && (RookAttacks(square, occ) & RayBeyond(square, E) & lineSliders);
+    return (rookLines & Bit(square)) && (RookAttacks(square, occ) & RayBeyond[square][E] & lineSliders);
   }
 
   void Add(int from, int to, int moved) {

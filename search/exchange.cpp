@@ -3,20 +3,12 @@
 
 namespace {
 
-// The slider behind `square`, seen from the exchange square along `direction` (Direction's convention).
-inline u64 HiddenAttackers(int square, int direction) {
+// The slider behind `square`, seen from the exchange square `to`. A rook's reach never runs along a
+// diagonal ray nor a bishop's along a straight one, so both are asked at once and without a branch.
+inline u64 HiddenAttackers(int square, int to) {
   const BoardRecord &b = thread_board;
-  switch (direction) {
-    case 9: return BishopAttacks(square, b.Occupied) & RayNE[square] & b.BishopsQueens;
-    case 7: return BishopAttacks(square, b.Occupied) & RayNW[square] & b.BishopsQueens;
-    case -7: return BishopAttacks(square, b.Occupied) & RaySE[square] & b.BishopsQueens;
-    case -9: return BishopAttacks(square, b.Occupied) & RaySW[square] & b.BishopsQueens;
-    case 8: return RookAttacks(square, b.Occupied) & RayN[square] & b.RooksQueens;
-    case 1: return RookAttacks(square, b.Occupied) & RayE[square] & b.RooksQueens;
-    case -1: return RookAttacks(square, b.Occupied) & RayW[square] & b.RooksQueens;
-    case -8: return RookAttacks(square, b.Occupied) & RayS[square] & b.RooksQueens;
-    default: return 0;
-  }
+  const u64 sliders = (RookAttacks(square, b.Occupied) & b.RooksQueens) | (BishopAttacks(square, b.Occupied) & b.BishopsQueens);
+  return sliders & RayBeyond[square][to];
 }
 
 // Cheapest attacker of `side` in the set: pawn, knight, bishop, rook, queen, king; -1 if none.
@@ -50,7 +42,7 @@ int ResolveExchange(int to, int from, int own, int gain) {
   if (own < 9 && gain >= 1 && ownPawns) return 1;
   attackers |= ownPawns | (KingAttacks[to] & (b.Kings[WHITE] | b.Kings[BLACK]));
   attackers &= ~(Bit(from) | Bit(to));
-  attackers |= HiddenAttackers(from, Direction[from][to]);
+  attackers |= HiddenAttackers(from, to);
   if (!attackers) return 1;
 
   for (int balance = -d;;) {
@@ -58,14 +50,14 @@ int ResolveExchange(int to, int from, int own, int gain) {
     int sq = CheapestAttacker(attackers & b.Pieces[Them], Them, value);
     if (sq < 0) return 1;
     attackers ^= Bit(sq);
-    if (b.Board[sq] != KNIGHT && b.Board[sq] != KING) attackers |= HiddenAttackers(sq, Direction[sq][to]);
+    if (b.Board[sq] != KNIGHT && b.Board[sq] != KING) attackers |= HiddenAttackers(sq, to);
     balance += value;
     if (balance < 0) return 0;
     sq = CheapestAttacker(attackers & b.Pieces[Us], Us, value);
     if (sq < 0) return 0;
     if (b.Board[sq] == KING && balance > 100) return 1;
     attackers ^= Bit(sq);
-    if (b.Board[sq] != KNIGHT && b.Board[sq] != KING) attackers |= HiddenAttackers(sq, Direction[sq][to]);
+    if (b.Board[sq] != KNIGHT && b.Board[sq] != KING) attackers |= HiddenAttackers(sq, to);
     balance -= value;
     if (Strict ? balance > 0 : balance >= 0) return 1;
   }
@@ -73,10 +65,6 @@ int ResolveExchange(int to, int from, int own, int gain) {
 
 template int ResolveExchange<WHITE, false>(int, int, int, int);
 template int ResolveExchange<BLACK, false>(int, int, int, int);
-
-u64 AddHiddenAttackers(u64 attackers, int square, int direction) {
-  return attackers | HiddenAttackers(square, direction);
-}
 
 int ExchangeHolds(int to, int from, int moved, int captured, int promotion) {
   return thread_board.SideToMove == WHITE ? ExchangeHoldsFor<WHITE>(to, from, moved, captured, promotion)
