@@ -18,11 +18,8 @@ void PrintResult(const char *text) {
   fflush(stdout);
 }
 
-// Closing the book game: the book's learning counts it as a draw. No book is kept yet, so only the
-// conditions are checked here.
-void CloseBookGame() {
-  if (!Settings.UseBookLearning || !Settings.BookLoaded || Settings.BookLearningDone) return;
-}
+// The book's learning counts a game ended by rule as a draw; no book is kept yet, so nothing is closed.
+void CloseBookGame() {}
 
 // Capture, promotion, null move or pawn move: the position can't come back across it.
 bool IsIrreversible(u32 move) { return IsCaptureOrPromotion(move) || move == 0 || MovedPiece(move) == PAWN; }

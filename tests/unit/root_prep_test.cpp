@@ -129,6 +129,13 @@ TEST_F(RootTest, FiftyMovesAreAnnouncedOnePlyAfterTheHundredthReversiblePly) {
     SCOPED_TRACE(i);
     EXPECT_EQ(Prepare().second, expected[i]) << thread_board.ReversibleMoves << " reversible plies";
   }
+  // A loaded en passant right stands in the history alone: no count of the game before shows through.
+  LoadFen("4k3/8/8/8/8/8/8/R3K3 w - - 0 1");
+  thread_board.ReversibleMoves = 120;
+  MakeGameMove(MakeMove(Sq("e1"), Sq("e2"), KING, NONE));
+  LoadFen("4k3/8/8/3pP3/8/8/8/4K3 w - d6 0 1");
+  ASSERT_EQ(GameHistoryCount, 1);
+  EXPECT_EQ(Prepare().second, "");
 }
 
 // The root list holds every legal move once; tactical moves come before quiet ones, each part sorted by
