@@ -105,6 +105,8 @@ void PushEnPassantRight(const char *p) {
   char file = char(LowerCase[u8(p[0])]);
   if (file < 'a' || file > 'h' || p[1] < '1' || p[1] > '8') return;
   int e = (p[1] - '1') * 8 + (file - 'a');
+  // Only the move word is meant: no count or key of an earlier game may show through.
+  GameHistory[GameHistoryCount] = GameHistoryEntry{};
   if (b.SideToMove == BLACK && p[1] == '3' && (b.Pawns[WHITE] & Bit(e + 8)))
     GameHistory[GameHistoryCount++].Move = MakeMove(e - 8, e + 8, PAWN, NONE);
   else if (b.SideToMove == WHITE && p[1] == '6' && (b.Pawns[BLACK] & Bit(e - 8)))

@@ -13,6 +13,7 @@
 #include "shell/commands.h"
 #include "shell/input.h"
 #include "shell/settings.h"
+#include "think/root_prep.h"
 
 namespace {
 
@@ -106,9 +107,10 @@ void PrintMoves() {
   printf("-------------- Legal moves: ----------------\n");
   const int savedTop = MoveStackTop;
   MoveStackTop = 0;
-  LegalMoves(0);
+  PrepareRoot();
   char text[8];
-  for (int i = 0; i < MoveStackTop; i++) printf("%s (%d); ", PieceMoveText(text, MoveStack[i].Move), 0);
+  for (int i = 0; i < MoveStackTop; i++)
+    printf("%s (%d); ", PieceMoveText(text, MoveStack[i].Move), MoveStack[i].Score);
   printf("\n");
   fflush(stdout);
   MoveStackTop = savedTop;

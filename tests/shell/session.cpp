@@ -217,11 +217,18 @@ int CastlingFlagsOfFen(const std::string &fen) {
   return flags;
 }
 
+static bool IsResultLine(const std::string &line) {
+  return line.starts_with("1/2-1/2 {") || line.starts_with("1-0 {") || line.starts_with("0-1 {");
+}
+
 std::optional<Lines> ListedMoves(const Lines &lines) {
   for (size_t i = 0; i + 1 < lines.size(); i++) {
     if (lines[i] != "-------------- Legal moves: ----------------") continue;
+    // A game-end result may stand between the heading and the list.
+    size_t at = i + 1;
+    while (at + 1 < lines.size() && IsResultLine(lines[at])) at++;
     Lines moves;
-    const std::string &list = lines[i + 1];
+    const std::string &list = lines[at];
     size_t start = 0;
     while (start < list.size()) {
       const size_t end = list.find("; ", start);

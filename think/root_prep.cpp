@@ -1,0 +1,231 @@
+#include "think/root_prep.h"
+
+#include <cstdio>
+
+#include "board/attacks.h"
+#include "board/makemove.h"
+#include "board/movegen.h"
+#include "eval/eval.h"
+#include "search/hash.h"
+#include "shell/settings.h"
+
+namespace {
+
+// Each result goes out on a line of its own and at once: a GUI acts on it.
+void PrintResult(const char *text) {
+  if (Settings.UciMode) return;
+  printf("%s\n", text);
+  fflush(stdout);
+}
+
+// The book's learning counts a game ended by rule as a draw; no book is kept yet, so nothing is closed.
+void CloseBookGame() {}
+
+// Capture, promotion, null move or pawn move: the position can't come back across it.
+bool IsIrreversible(u32 move) { return IsCaptureOrPromotion(move) || move == 0 || MovedPiece(move) == PAWN; }
+
+bool SameStretch(const GameHistoryEntry &entry) {
+  return !IsIrreversible(entry.Move) && entry.CastlingFlags == thread_board.CastlingFlags;
+}
+
+// A side is strong while its pieces alone could still win back a material deficit.
+bool IsStrong(int side) {
+  const BoardRecord &b = thread_board;
+  return b.PieceCount[PAWN][side] < 2 ? b.PieceMaterial[side] > 9 : b.PieceMaterial[side] >= 6;
+}
+
+// 100 for a pawn of `side` one step from promotion, 50 for one two steps away, else 0.
+int PromotionNearness(int side) {
+  const u64 pawns = thread_board.Pawns[side];
+  if (pawns & RankMask(side == WHITE ? 6 : 1)) return 100;
+  if (pawns & RankMask(side == WHITE ? 5 : 2)) return 50;
+  return 0;
+}
+
+// The static evaluation of the search's lazy rule: the material balance when it lies far outside the
+// window of the last search, else the evaluation through the cache; scaled down as the fifty moves run.
+i32 StaticEvaluation() {
+  const BoardRecord &b = thread_board;
+  const int s = b.SideToMove, o = ChangeSide(s);
+  i32 balance = b.Material[s] - b.Material[o];
+  const bool own = s == Settings.RootSide;
+  const i32 low = own ? Settings.MaterialWindowLow : -Settings.MaterialWindowHigh;
+  const i32 high = own ? Settings.MaterialWindowHigh : -Settings.MaterialWindowLow;
+  bool lazy = false;
+  if (balance < low && IsStrong(o)) {
+    const int near = PromotionNearness(s);
+    balance += near;
+    lazy = near == 0 || balance < low;
+  } else if (balance > high && IsStrong(s)) {
+    const int near = PromotionNearness(o);
+    balance -= near;
+    lazy = near == 0 || balance > high;
+  }
+  i32 score = balance;
+  if (!lazy && !ReadEvalCache(&score)) {
+    score = -32700;
+    Evaluate(&score, 0);
+    StoreEvalCache(score);
+  }
+  const i32 scale = 256 - 2 * (b.ReversibleMoves > 8 ? b.ReversibleMoves - 8 : 0);
+  return (scale * score) >> 8;
+}
+
+// Selection sort of MoveStack[first, end) by Score, descending; equal scores keep their order of generation.
+void SortByScore(int first, int end) {
+  for (int i = first; i < end; i++)
+    for (int j = i + 1; j < end; j++)
+      if (MoveStack[j].Score > MoveStack[i].Score) {
+        const MoveEntry kept = MoveStack[i];
+        MoveStack[i] = MoveStack[j];
+        MoveStack[j] = kept;
+      }
+}
+
+void AddKiller(u32 killer) {
+  PlyRecord &record = PlyStack[0];
+  if (!killer) return;
+  const int top = MoveStackTop;
+  AddMoveIfValid(killer);
+  if (MoveStackTop > top) record.TriedMoves[record.TriedCount++] = killer;
+}
+
+// The pseudo-legal root moves in the order of the move loop: tactical moves, killers, quiet moves.
+void GenerateRootMoves() {
+  const BoardRecord &b = thread_board;
+  const int us = b.SideToMove;
+  if (PlyStack[0].InCheck) {
+    GenerateEvasions(14);
+    return;
+  }
+  int first = MoveStackTop;
+  GenerateCaptures(b.Pieces[ChangeSide(us)]);
+  GeneratePromotions();
+  SortByScore(first, MoveStackTop);
+  PlyStack[0].TriedCount = 0;
+  const u32 killer1 = PlyStack[0].Killers1[us], killer2 = PlyStack[0].Killers2[us];
+  AddKiller(killer1);
+  AddKiller(killer2);
+  first = MoveStackTop;
+  GenerateQuiets(1);
+  int kept = first;
+  for (int i = first; i < MoveStackTop; i++) {
+    const u32 move = MoveStack[i].Move;
+    if (move && move != killer1 && move != killer2) MoveStack[kept++] = MoveStack[i];
+  }
+  MoveStackTop = kept;
+  SortByScore(first, MoveStackTop);
+}
+
+bool InSearchMoves(u32 move) {
+  for (int i = 0; i < Settings.SearchMovesCount && i < SEARCH_MOVES_SIZE; i++)
+    if (SearchMoves[i] == move) return true;
+  return false;
+}
+
+// Keeps the legal moves (of `go searchmoves`, if given) at the front. Only the move word is copied:
+// an entry's Score stays the one generated at its place.
+int KeepLegalMoves() {
+  BoardRecord &b = thread_board;
+  const int us = b.SideToMove;
+  int n = 0;
+  for (int i = 0; i < MoveStackTop; i++) {
+    const u32 move = MoveStack[i].Move;
+    if (move == 0) continue;
+    if (Settings.SearchMovesCount > 0 && !InSearchMoves(move)) continue;
+    make_move(move, 1);
+    // The root's children stay young in the table.
+    if (TranspositionEntry *child = FindHashEntry()) child->Age = Settings.HashAge;
+    const bool exposed = IsAttacked(b.SideToMove, b.KingSquare[us]);
+    unmake_move();
+    if (exposed) continue;
+    if (n > 0) RootScore[n] = 0;
+    MoveStack[n++].Move = move;
+  }
+  return n;
+}
+
+void MoveToFront(u32 move, int count) {
+  for (int i = 0; i < count; i++) {
+    if (MoveStack[i].Move != move) continue;
+    const MoveEntry front = MoveStack[i];
+    for (int j = i; j > 0; j--) MoveStack[j] = MoveStack[j - 1];
+    MoveStack[0] = front;
+    return;
+  }
+}
+
+}  // namespace
+
+bool IsThreefold() {
+  if (GameHistoryCount < 4) return false;
+  if (!SameStretch(GameHistory[GameHistoryCount - 1]) || !SameStretch(GameHistory[GameHistoryCount - 2]))
+    return false;
+  int hits = 0;
+  for (int i = GameHistoryCount - 4; i >= 0; i -= 2) {
+    if (!SameStretch(GameHistory[i]) || !SameStretch(GameHistory[i + 1])) return false;
+    if (GameHistory[i].Key == thread_board.PositionKey && ++hits == 2) return true;
+  }
+  return false;
+}
+
+i32 PrepareRoot() {
+  BoardRecord &b = thread_board;
+  const i32 estimate = Settings.RootSide == Settings.LastScoreSide ? Settings.LastScore : -Settings.LastScore;
+
+  // Draws by rule are announced, but the search goes on if the GUI asks for it.
+  for (int side : {BLACK, WHITE}) {
+    const int other = ChangeSide(side);
+    if (b.Material[side] == 0 && b.Material[other] <= 300 && !b.Pawns[other]) {
+      CloseBookGame();
+      PrintResult("1/2-1/2 {Draw by insufficient material}");
+    }
+  }
+  if (IsThreefold()) {
+    CloseBookGame();
+    PrintResult("1/2-1/2 {Draw by repetition}");
+  }
+  if (GameHistoryCount > 0 && GameHistory[GameHistoryCount - 1].ReversibleMoves >= 100) {
+    CloseBookGame();
+    PrintResult("1/2-1/2 {Draw by the 50-moves rule}");
+  }
+
+  MoveStackTop = 0;
+  Ply = 0;
+  u32 hashMove = 0;
+  RootScore[0] = estimate;
+  if (Settings.TranspositionSize != 0)
+    if (TranspositionEntry *entry = FindHashEntry()) {
+      entry->Age = Settings.HashAge;
+      hashMove = entry->Info & INFO_MOVE_MASK;
+      if (entry->Flags & EXACT_VALID) RootScore[0] = entry->ExactScore;
+    }
+
+  // Stands until an iteration replaces it: a root that runs none counts as searched deep enough.
+  Settings.Iteration = 10;
+  const int us = b.SideToMove;
+  PlyStack[0].InCheck = IsAttacked(ChangeSide(us), b.KingSquare[us]);
+  PlyStack[0].StaticEval = StaticEvaluation();
+  PlyStack[0].Attacks[WHITE] = PlyStack[0].Attacks[BLACK] = 0;
+
+  GenerateRootMoves();
+  const int n = KeepLegalMoves();
+  MoveStackTop = n;
+  if (hashMove) MoveToFront(hashMove, n);
+
+  if (n > 0) {
+    if (hashMove) {
+      // The table already offers a first line: depth 1 of a search that hasn't begun.
+      Settings.Iteration = 0;
+      Settings.SelDepth = 0;
+      Settings.RootMoveIndex = 0;
+    }
+    return 0;
+  }
+  CloseBookGame();
+  if (!PlyStack[0].InCheck)
+    PrintResult("1/2-1/2 {Stalemate}");
+  else
+    PrintResult(us == BLACK ? "1-0 {White mates}" : "0-1 {Black mates}");
+  return 1;
+}

@@ -1,0 +1,11 @@
+// The root of a search or of the `moves` list: game ends by rule are announced, the root score is
+// estimated from the transposition table, and the legal root moves are listed in first-iteration order.
+#pragma once
+#include "board/types.h"
+
+// 1 if the side to move has no legal move (mate or stalemate, announced), else 0 with the legal
+// root moves in MoveStack[0, MoveStackTop) and the estimate in RootScore[0].
+i32 PrepareRoot();
+// The present position stood twice before in the game, with only reversible moves and the same
+// castling rights in between.
+bool IsThreefold();
