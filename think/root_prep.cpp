@@ -7,6 +7,7 @@
 #include "board/movegen.h"
 #include "eval/eval.h"
 #include "search/hash.h"
+#include "search/lazy_eval.h"
 #include "shell/settings.h"
 
 namespace {
@@ -26,49 +27,6 @@ bool IsIrreversible(u32 move) { return IsCaptureOrPromotion(move) || move == 0 |
 
 bool SameStretch(const GameHistoryEntry &entry) {
   return !IsIrreversible(entry.Move) && entry.CastlingFlags == thread_board.CastlingFlags;
-}
-
-// A side is strong while its pieces alone could still win back a material deficit.
-bool IsStrong(int side) {
-  const BoardRecord &b = thread_board;
-  return b.PieceCount[PAWN][side] < 2 ? b.PieceMaterial[side] > 9 : b.PieceMaterial[side] >= 6;
-}
-
-// 100 for a pawn of `side` one step from promotion, 50 for one two steps away, else 0.
-int PromotionNearness(int side) {
-  const u64 pawns = thread_board.Pawns[side];
-  if (pawns & RankMask(side == WHITE ? 6 : 1)) return 100;
-  if (pawns & RankMask(side == WHITE ? 5 : 2)) return 50;
-  return 0;
-}
-
-// The static evaluation of the search's lazy rule: the material balance when it lies far outside the
-// window of the last search, else the evaluation through the cache; scaled down as the fifty moves run.
-i32 StaticEvaluation() {
-  const BoardRecord &b = thread_board;
-  const int s = b.SideToMove, o = ChangeSide(s);
-  i32 balance = b.Material[s] - b.Material[o];
-  const bool own = s == Settings.RootSide;
-  const i32 low = own ? Settings.MaterialWindowLow : -Settings.MaterialWindowHigh;
-  const i32 high = own ? Settings.MaterialWindowHigh : -Settings.MaterialWindowLow;
-  bool lazy = false;
-  if (balance < low && IsStrong(o)) {
-    const int near = PromotionNearness(s);
-    balance += near;
-    lazy = near == 0 || balance < low;
-  } else if (balance > high && IsStrong(s)) {
-    const int near = PromotionNearness(o);
-    balance -= near;
-    lazy = near == 0 || balance > high;
-  }
-  i32 score = balance;
-  if (!lazy && !ReadEvalCache(&score)) {
-    score = -32700;
-    Evaluate(&score, 0);
-    StoreEvalCache(score);
-  }
-  const i32 scale = 256 - 2 * (b.ReversibleMoves > 8 ? b.ReversibleMoves - 8 : 0);
-  return (scale * score) >> 8;
 }
 
 // Selection sort of MoveStack[first, end) by Score, descending; equal scores keep their order of generation.
@@ -205,7 +163,8 @@ i32 PrepareRoot() {
   Settings.Iteration = 10;
   const int us = b.SideToMove;
   PlyStack[0].InCheck = IsAttacked(ChangeSide(us), b.KingSquare[us]);
-  PlyStack[0].StaticEval = StaticEvaluation();
+  u64 attacks[2];  // the root's generators read no attack map
+  PlyStack[0].StaticEval = EvaluateLazily(attacks);
   PlyStack[0].Attacks[WHITE] = PlyStack[0].Attacks[BLACK] = 0;
 
   GenerateRootMoves();
