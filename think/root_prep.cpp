@@ -5,7 +5,6 @@
 #include "board/attacks.h"
 #include "board/makemove.h"
 #include "board/movegen.h"
-#include "eval/eval.h"
 #include "search/hash.h"
 #include "search/lazy_eval.h"
 #include "shell/settings.h"
