@@ -17,6 +17,8 @@
 #include "shell/input.h"
 #include "shell/settings.h"
 #include "shell/uci.h"
+#include "think/think.h"
+#include "tools/bench.h"
 #include "tools/epd_eval.h"
 #include "tools/perft.h"
 
@@ -48,7 +50,7 @@ void TakeMoveInput(const char *line) {
   if (Settings.ForceMode) return;
   Settings.UciPonder = 0;
   Settings.SearchMovesCount = 0;
-  // The engine answers here once the search exists.
+  Think();
 }
 
 // Row 40 alone wants its keyword whole, so that "uci" reaches the row after it.
@@ -171,7 +173,10 @@ void ProcessCommand() {
     if (n >= 2) s.FixedMoveTime = std::atoi(Tokens[1]) * 100;
     return;
   }
-  if (MatchKeyword("go", line)) return ParseGoArguments(n);
+  if (MatchKeyword("go", line)) {
+    ParseGoArguments(n);
+    return Think();
+  }
   if (MatchKeyword("ponderhit", line)) AnswerPonderHit();
   if (MatchKeyword("white", line)) {
     thread_board.SideToMove = WHITE;
@@ -236,4 +241,6 @@ void ProcessCommand() {
   if (MatchKeyword("egtbstat", line)) PrintTablebaseStatus();
   if (MatchKeyword("position", line)) return SetPosition(n);
   // "debug" is accepted and ignored, like every line that matches nothing.
+  if (MatchKeyword("debug", line)) return;
+  if (MatchKeyword("bench", line)) return RunBench();
 }

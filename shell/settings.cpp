@@ -22,6 +22,8 @@ void SetFirstDefaults() {
   s.TimeLeft = -1;
   s.SearchDepthLimit = 998;
   std::strcpy(TablebasePath, "c:\\tablebases\\");
+  // The window over the engine's moves starts as if after nine harmless moves.
+  for (int i = 0; i < 9; i++) KeyHistory[i] = 0, ScoreHistory[i] = 100, BookHistory[i] = 1;
 }
 
 void SetSecondDefaults() {
