@@ -54,8 +54,10 @@ inline int Child(int alpha, int beta, int depth, int nodeType) {
 
 }  // namespace
 
+namespace {
+
 template <int Us>
-int SearchFor(int alpha, int beta, int depth, int allowNull, int nodeType) {
+int SearchNodeFor(int alpha, int beta, int depth, int allowNull, int nodeType) {
   constexpr int Them = ChangeSide(Us);
   BoardRecord &b = thread_board;
   const int ply = Ply;
@@ -265,6 +267,17 @@ int SearchFor(int alpha, int beta, int depth, int allowNull, int nodeType) {
       staticEval + GoodCaptureMargin < n.originalAlpha)
     n.bigCaptureFailed = 1;
   return MoveLoopFor<Us>(n);
+}
+
+}  // namespace
+
+// After a null move the node runs on with ReversibleMoves one higher; the caller gets it back as it was.
+template <int Us>
+int SearchFor(int alpha, int beta, int depth, int allowNull, int nodeType) {
+  const int reversibleMoves = thread_board.ReversibleMoves;
+  const int v = SearchNodeFor<Us>(alpha, beta, depth, allowNull, nodeType);
+  thread_board.ReversibleMoves = reversibleMoves;
+  return v;
 }
 
 int Search(int alpha, int beta, int depth, int allowNull, int nodeType) {
