@@ -206,9 +206,9 @@ TEST_F(SearchTest, HangingQueenIsTaken) {
   EXPECT_GT(Run(3), 400);
   EXPECT_EQ(Best(), MakeMove(Square("d2"), Square("d5"), ROOK, QUEEN));
 
-  // The same for Black: the knight takes and stays a knight up.
+  // The same for Black: the knight takes and keeps knight and pawn, a won ending.
   SetUp();
-  Load("4k3/8/2n5/8/3Q4/8/8/K7 b - - 0 1");
+  Load("4k3/7p/2n5/8/3Q4/8/8/K7 b - - 0 1");
   EXPECT_GT(Run(3), 250);
   EXPECT_EQ(Best(), MakeMove(Square("c6"), Square("d4"), KNIGHT, QUEEN));
 }
