@@ -1,10 +1,13 @@
-// The main node function: mates by distance, stalemate, repetition and dead-drawn material, the quick
-// mate-distance exits, a won queen, stacks and position restored after a search and after a stop, and
-// the same tree twice from cleared tables.
+// The main node function: mates by distance, stalemate, repetition and sides that cannot win, the quick
+// mate-distance exits, static pruning, limited lists that are no stalemate, won queens, stacks and position
+// restored after a search and after a stop, and the same tree twice from cleared tables.
+#include "search/search.h"
+
 #include <cstring>
 
-#include "search/search.h"
 #include "eval/material.h"
+#include "search/depth_change.h"
+#include "search/lazy_eval.h"
 #include "search/statistics.h"
 #include "tests/unit/move_list.h"
 
@@ -211,6 +214,42 @@ TEST_F(SearchTest, HangingQueenIsTaken) {
   Load("4k3/7p/2n5/8/3Q4/8/8/K7 b - - 0 1");
   EXPECT_GT(Run(3), 250);
   EXPECT_EQ(Best(), MakeMove(Square("c6"), Square("d4"), KNIGHT, QUEEN));
+}
+
+// Far above beta a shallow non-PV node stands pat on its evaluation, unless the move into it made a threat.
+TEST_F(SearchTest, StaticPruningBelowThreePliesOffThePrincipalVariation) {
+  Load("4k3/pppp4/8/8/8/8/3QQ3/4K3 w - - 0 1");
+  u64 attacks[2];
+  const int staticEval = EvaluateLazily(attacks);
+  const int beta = staticEval - 200;
+  i32 nodes = Settings.Nodes;
+  EXPECT_EQ(Run(1, beta - 1, beta, NODE_CUT), beta);
+  EXPECT_EQ(Settings.Nodes - nodes, 1);
+  // A PV node and a node behind a threat search their moves.
+  ClearTables();
+  nodes = Settings.Nodes;
+  Run(1, beta - 1, beta, NODE_PV);
+  EXPECT_GT(Settings.Nodes - nodes, 1);
+  ClearTables();
+  PlyStack[Ply - 1].MoveFlags = MF_THREAT;
+  nodes = Settings.Nodes;
+  Run(1, beta - 1, beta, NODE_CUT);
+  EXPECT_GT(Settings.Nodes - nodes, 1);
+  PlyStack[Ply - 1].MoveFlags = 0;
+  // Three plies are never pruned this way, however high the evaluation.
+  ClearTables();
+  nodes = Settings.Nodes;
+  Run(3, beta - 1, beta, NODE_CUT);
+  EXPECT_GT(Settings.Nodes - nodes, 1);
+}
+
+// With quiet moves futile only checks are generated; an empty list then is no stalemate.
+TEST_F(SearchTest, EmptyListOfALimitedNodeIsNoStalemate) {
+  Load("k7/8/8/8/8/6q1/8/N6K w - - 0 1");  // the knight can move, but gives no check and takes nothing
+  EXPECT_EQ(Run(1, 500, 501, NODE_CUT), 500);
+  // The true stalemate with the same window.
+  Load("k7/8/8/8/8/6q1/8/7K w - - 0 1");
+  EXPECT_EQ(Run(1, 500, 501, NODE_CUT), 0);
 }
 
 struct Snapshot {
