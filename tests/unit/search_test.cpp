@@ -246,10 +246,11 @@ TEST_F(SearchTest, StaticPruningBelowThreePliesOffThePrincipalVariation) {
 // With quiet moves futile only checks are generated; an empty list then is no stalemate.
 TEST_F(SearchTest, EmptyListOfALimitedNodeIsNoStalemate) {
   Load("k7/8/8/8/8/6q1/8/N6K w - - 0 1");  // the knight can move, but gives no check and takes nothing
-  EXPECT_EQ(Run(1, 500, 501, NODE_CUT), 500);
+  // The window asks for no win, so that a flag that the knight cannot win stays out of it.
+  EXPECT_EQ(Run(1, -500, -499, NODE_CUT), -500);
   // The true stalemate with the same window.
   Load("k7/8/8/8/8/6q1/8/7K w - - 0 1");
-  EXPECT_EQ(Run(1, 500, 501, NODE_CUT), 0);
+  EXPECT_EQ(Run(1, -500, -499, NODE_CUT), 0);
 }
 
 struct Snapshot {
