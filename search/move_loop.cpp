@@ -10,6 +10,7 @@
 #include "search/hash.h"
 #include "search/lazy_eval.h"
 #include "search/move_pick.h"
+#include "search/no_legal_move.h"
 #include "search/ordering.h"
 #include "search/parameters.h"
 #include "search/quiescence.h"

@@ -22,7 +22,7 @@ constexpr int NEAR_ALPHA_MARGIN = 90;
 // Ply of the deepest node that still gets a full search: children use Ply + 1 and the move loop
 // writes InCheck of Ply + 1, so the last two records stay free.
 constexpr int LAST_SEARCH_PLY = PLY_STACK_SIZE - 2;
-// A node needs room for its lists and those of its children; HasNoLegalMove works from 15000.
+// A node needs room for its lists and those of its children.
 constexpr int MOVE_STACK_RESERVE = 14000;
 
 bool OnEdge(int square) {

@@ -20,5 +20,3 @@ int IsSingularFor(int bound, int depth, u32 hashMove, int nearAlpha);
 template <int Us>
 int PassesSingularScreenFor(int bound, int depth, u32 hashMove, int nearAlpha);
 
-// 1 if the side to move has no legal move.
-int HasNoLegalMove();

@@ -14,7 +14,6 @@ constexpr int SCREEN_DEPTH = 4;
 // Quiet moves come late in the order; after a few of them another good move is unlikely.
 constexpr int WALK_QUIET_LIMIT = 5;
 // High enough above any search's lists, low enough that a full list fits below MOVE_STACK_SIZE.
-constexpr int LEGAL_CHECK_START = 15000;
 
 // Walks the moves other than `hashMove` with a null-window search of `childDepth` against `bound`:
 // 1 as soon as one reaches it (or the search stops), 0 when none does.
@@ -107,13 +106,3 @@ template int IsSingularFor<WHITE>(int, int, u32, int);
 template int IsSingularFor<BLACK>(int, int, u32, int);
 template int PassesSingularScreenFor<WHITE>(int, int, u32, int);
 template int PassesSingularScreenFor<BLACK>(int, int, u32, int);
-
-// A full legal generation far above the search's lists; a walk over the attack sets that stops at the
-// first legal move will replace it.
-int HasNoLegalMove() {
-  const int top = MoveStackTop;
-  LegalMoves(LEGAL_CHECK_START);
-  const int none = MoveStackTop == LEGAL_CHECK_START;
-  MoveStackTop = top;
-  return none;
-}

@@ -1,6 +1,7 @@
 // The main node function: mates by distance, stalemate, repetition and sides that cannot win, the quick
 // mate-distance exits, static pruning, limited lists that are no stalemate, won queens, stacks and position
 // restored after a search and after a stop, and the same tree twice from cleared tables.
+#include "search/no_legal_move.h"
 #include "search/search.h"
 
 #include <cstring>

@@ -1,0 +1,102 @@
+// Plays through the real binary as a GUI does: one bestmove for each go, an xboard move, a stop that is
+// answered, and a bench signature that repeats.
+//
+//   play_session <engine binary> [group]     (no group: all groups)
+#include <cstdio>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "engine_session.h"
+
+namespace {
+
+int Failures;
+
+void Expect(bool condition, const std::string &group, const std::string &what) {
+  if (condition) return;
+  std::printf("FAIL [%s] %s\n", group.c_str(), what.c_str());
+  Failures++;
+}
+
+// Lines up to `prefix`, counting the lines that start with `counted` on the way.
+int CountUntil(EngineSession &engine, const std::string &prefix, const std::string &counted, std::string *last) {
+  int count = 0;
+  while (auto line = engine.ReadLine(60)) {
+    if (line->starts_with(counted)) count++, *last = *line;
+    if (line->starts_with(prefix)) return count;
+  }
+  return -1;
+}
+
+void CheckUciGo(const std::string &binary) {
+  const std::string group = "uci-go";
+  EngineSession engine(binary);
+  engine.Send("uci\nisready\n");
+  Expect(engine.ReadUntil("readyok").has_value(), group, "readyok after uci");
+  std::string last;
+  // A fixed depth, then a clock: each go gets exactly one bestmove before the engine is ready again.
+  for (const char *go : {"position startpos\ngo depth 5\n", "position startpos moves e2e4 e7e5\ngo wtime 3000 btime 3000\n",
+                         "position fen 6k1/5ppp/8/8/8/8/8/R5K1 w - - 0 1\ngo depth 4\n"}) {
+    engine.Send(go);
+    Expect(engine.ReadUntil("bestmove", nullptr, 60).has_value(), group, std::string("a bestmove for ") + go);
+    engine.Send("isready\n");
+    Expect(CountUntil(engine, "readyok", "bestmove", &last) == 0, group, std::string("one bestmove only for ") + go);
+  }
+  // The back-rank mate is found and played.
+  engine.Send("position fen 6k1/5ppp/8/8/8/8/8/R5K1 w - - 0 1\ngo depth 4\n");
+  auto mate = engine.ReadUntil("bestmove", nullptr, 60);
+  Expect(mate && mate->starts_with("bestmove a1a8"), group, "mate in one played: " + mate.value_or("none"));
+  // go infinite ends on stop, with its one answer.
+  engine.Send("position startpos\ngo infinite\n");
+  engine.ReadLine(1);
+  engine.Send("stop\n");
+  Expect(engine.ReadUntil("bestmove", nullptr, 30).has_value(), group, "a bestmove after stop");
+  engine.Send("quit\n");
+  Expect(engine.Wait().Clean(), group, "quit ends the engine cleanly");
+}
+
+void CheckXboardMove(const std::string &binary) {
+  const std::string group = "xboard";
+  EngineSession engine(binary);
+  engine.Send("xboard\nnew\nsd 4\ne2e4\n");
+  auto move = engine.ReadUntil("move ", nullptr, 60);
+  Expect(move.has_value(), group, "a move after the opponent's move");
+  engine.Send("quit\n");
+  Expect(engine.Wait().Clean(), group, "quit ends the engine cleanly");
+}
+
+void CheckBenchRepeats(const std::string &binary) {
+  const std::string group = "bench";
+  std::string first;
+  for (int run = 0; run < 2; run++) {
+    EngineSession engine(binary);
+    for (int again = 0; again < 2; again++) {
+      engine.Send("bench\n");
+      auto line = engine.ReadUntil("", nullptr, 600);
+      while (line && line->find(" nodes ") == std::string::npos) line = engine.ReadLine(600);
+      Expect(line.has_value(), group, "a bench line");
+      if (!line) return;
+      const std::string nodes = line->substr(0, line->find(' '));
+      if (first.empty()) first = nodes;
+      Expect(nodes == first, group, "the same node count every time: " + nodes + " against " + first);
+    }
+    engine.Send("quit\n");
+    engine.Wait();
+  }
+}
+
+}  // namespace
+
+int main(int argc, char **argv) {
+  if (argc < 2) {
+    std::fprintf(stderr, "usage: %s <engine binary> [group]\n", argv[0]);
+    return 2;
+  }
+  const std::vector<std::pair<std::string, std::function<void(const std::string &)>>> groups = {
+      {"uci-go", CheckUciGo}, {"xboard", CheckXboardMove}, {"bench", CheckBenchRepeats}};
+  for (const auto &[name, run] : groups)
+    if (argc < 3 || name == argv[2]) run(argv[1]);
+  std::printf("%s\n", Failures ? "FAILED" : "passed");
+  return Failures ? 1 : 0;
+}
