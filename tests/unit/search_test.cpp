@@ -142,8 +142,9 @@ TEST_F(SearchTest, MatedAndStalemated) {
 
 TEST_F(SearchTest, RepetitionAndDeadMaterialScoreZeroAtOnce) {
   Load("r3k3/8/8/8/8/8/8/4K2Q w - - 0 1");  // the queen wins the rook, but the position has been here
-  const u32 moves[] = {MakeMove(Square("e1"), Square("f1"), KING, NONE), MakeMove(Square("e8"), Square("f8"), KING, NONE),
-                       MakeMove(Square("f1"), Square("e1"), KING, NONE), MakeMove(Square("f8"), Square("e8"), KING, NONE)};
+  const u32 moves[] = {
+      MakeMove(Square("e1"), Square("f1"), KING, NONE), MakeMove(Square("e8"), Square("f8"), KING, NONE),
+      MakeMove(Square("f1"), Square("e1"), KING, NONE), MakeMove(Square("f8"), Square("e8"), KING, NONE)};
   for (u32 move : moves) make_move(move, 1);
   PlyStack[Ply].InCheck = 0;
   i32 nodes = Settings.Nodes;
@@ -151,7 +152,6 @@ TEST_F(SearchTest, RepetitionAndDeadMaterialScoreZeroAtOnce) {
   EXPECT_EQ(Settings.Nodes - nodes, 1);
   for (int i = 0; i < 4; i++) unmake_move();
   EXPECT_GT(Run(3), 300);
-
 }
 
 // The material table's flags decide; they are set here by hand so that only the search's use of them is tested.
@@ -288,8 +288,8 @@ struct Snapshot {
 };
 Snapshot Take() {
   const BoardRecord &b = thread_board;
-  return Snapshot{Ply, MoveStackTop, GameHistoryCount, b.SideToMove, b.ReversibleMoves, b.PositionKey, FullKey(), b.Occupied,
-          b.PawnKey};
+  return Snapshot{Ply,           MoveStackTop, GameHistoryCount, b.SideToMove, b.ReversibleMoves,
+                  b.PositionKey, FullKey(),    b.Occupied,       b.PawnKey};
 }
 
 void ExpectRestored(const Snapshot &a) {
