@@ -95,7 +95,8 @@ int MoveLoopFor(SearchNode &n) {
 
   // Futility set-up, by the unreduced depth.
   int margin = 0, futile = 0, allQuietsFutile = 0, skipBadCaptures = 0, shallow = 0;
-  if (depth < 20 && n.alpha >= -32499 && n.alpha <= 32499 && (b.PieceMaterial[WHITE] > 0 || b.PieceMaterial[BLACK] > 0)) {
+  if (depth < 20 && n.alpha >= -32499 && n.alpha <= 32499 &&
+      (b.PieceMaterial[WHITE] > 0 || b.PieceMaterial[BLACK] > 0)) {
     futile = 1;
     const int i = depth / 4;
     const int weight = FutilityDepthWeight[i];
@@ -167,8 +168,8 @@ int MoveLoopFor(SearchNode &n) {
 
     const bool quiet = IsQuietMove(move);
     int bonus = 0, safety = entry.Safety;
-    int change = MoveDepthChangeFor<Us>(near, false, loopDepth, move == n.singleReply, move, entry.Score, isPv,
-                                        &bonus, gap, &safety, n.made == 0);
+    int change = MoveDepthChangeFor<Us>(near, false, loopDepth, move == n.singleReply, move, entry.Score, isPv, &bonus,
+                                        gap, &safety, n.made == 0);
     const bool unsafe = safety == 0;  // UNKNOWN_SAFETY counts as safe
     int verifyIfGood = 0;
     if (n.drawishEnding && quiet && n.made > 0) {
@@ -208,8 +209,8 @@ int MoveLoopFor(SearchNode &n) {
 
     // Late move reduction.
     bool reducedFailedHigh = false;
-    bool runReduction = reducible && move != n.singleReply &&
-                        (n.stage == STAGE_QUIETS || (n.stage == STAGE_EVASIONS && quiet));
+    bool runReduction =
+        reducible && move != n.singleReply && (n.stage == STAGE_QUIETS || (n.stage == STAGE_EVASIONS && quiet));
     if (runReduction && ++lmrCount <= LmrFreeMoves && !n.bigCaptureFailed) runReduction = false;
     if (runReduction) {
       const int mine = -EvaluateLazilyFor<Them>(PlyStack[ply + 1].Attacks);
@@ -286,7 +287,8 @@ int MoveLoopFor(SearchNode &n) {
     if (unsafe && !reducedFailedHigh && newDepth >= 12 && childType != NODE_PV && windowBeta == n.alpha + 1 &&
         node.MoveFlags <= 32) {
       // An unsafe move first has to survive a shallow search against a lowered bound.
-      const int m = ProbeMarginByMove[std::min(moveIndex - n.listStart, 7)] + ProbeMarginByDepth[std::min(newDepth / 4, 15)];
+      const int m =
+          ProbeMarginByMove[std::min(moveIndex - n.listStart, 7)] + ProbeMarginByDepth[std::min(newDepth / 4, 15)];
       int w = SearchFor<Them>(-windowBeta + m, -n.alpha + m, 0, 1, NODE_CUT);
       if (!b.SearchStopped && w >= -n.alpha + m) {
         w = SearchFor<Them>(-windowBeta + m, -n.alpha + m, newDepth - 8 - ((newDepth / 6) & ~3), 1, NODE_CUT);
@@ -308,7 +310,8 @@ int MoveLoopFor(SearchNode &n) {
     }
     // A quiet move that beats alpha in a line searched as reduced earns a deeper re-search.
     if (v > n.alpha && bonus == 0 && ply >= 2 && !IsCaptureOrPromotion(move) &&
-        (PlyStack[ply - 1].ReducedFlag || ((PlyStack[ply - 1].MoveFlags & MF_REDUCED) && moveIndex - segmentStart >= 4)))
+        (PlyStack[ply - 1].ReducedFlag ||
+         ((PlyStack[ply - 1].MoveFlags & MF_REDUCED) && moveIndex - segmentStart >= 4)))
       bonus = RETRY_BONUS;
 
     if (v > n.alpha) {

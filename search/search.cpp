@@ -107,7 +107,8 @@ int SearchNodeFor(int alpha, int beta, int depth, int allowNull, int nodeType) {
     if (alpha >= 0 && ownCannotWin && b.PieceMaterial[Us] < 6 && !KingCornered(Them)) return 0;
     if (beta <= 0 && theirCannotWin && b.PieceMaterial[Them] < 6 && !KingCornered(Us)) return 0;
     if (b.ReversibleMoves > 2 && IsRepetition(beta <= 0)) return 0;
-    const int lowerForce = b.PieceMaterial[WHITE] < b.PieceMaterial[BLACK] ? b.PieceMaterial[WHITE] : b.PieceMaterial[BLACK];
+    const int lowerForce =
+        b.PieceMaterial[WHITE] < b.PieceMaterial[BLACK] ? b.PieceMaterial[WHITE] : b.PieceMaterial[BLACK];
     if (!b.AllPawns && (whiteCannotWin || blackCannotWin) && lowerForce < 9)
       drawishEnding = !(kingOnEdge && KingDistance(b.KingSquare[WHITE], b.KingSquare[BLACK]) < 4);
   } else if (b.ReversibleMoves > 2 && IsRepetition(beta <= 0)) {
@@ -228,8 +229,8 @@ int SearchNodeFor(int alpha, int beta, int depth, int allowNull, int nodeType) {
   const int safety = MoveSafety(hashMove);
   int safeForChange = 1, bonus = 0;
   const bool near = ply < LongestPly();
-  int change = MoveDepthChangeFor<Us>(near, mateThreat, depth, hashMove == n.singleReply, hashMove, MATE_SCORE,
-                                      isPv, &bonus, alpha - staticEval, &safeForChange, true);
+  int change = MoveDepthChangeFor<Us>(near, mateThreat, depth, hashMove == n.singleReply, hashMove, MATE_SCORE, isPv,
+                                      &bonus, alpha - staticEval, &safeForChange, true);
 
   if (trySingular && !n.singleReply && change < 0 && ply < 100) {
     const int bound = singularScore - SingularMargin - (depth >> 1);

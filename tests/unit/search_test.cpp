@@ -143,8 +143,9 @@ TEST_F(SearchTest, MatedAndStalemated) {
 
 TEST_F(SearchTest, RepetitionAndDeadMaterialScoreZeroAtOnce) {
   Load("r3k3/8/8/8/8/8/8/4K2Q w - - 0 1");  // the queen wins the rook, but the position has been here
-  const u32 moves[] = {MakeMove(Square("e1"), Square("f1"), KING, NONE), MakeMove(Square("e8"), Square("f8"), KING, NONE),
-                       MakeMove(Square("f1"), Square("e1"), KING, NONE), MakeMove(Square("f8"), Square("e8"), KING, NONE)};
+  const u32 moves[] = {
+      MakeMove(Square("e1"), Square("f1"), KING, NONE), MakeMove(Square("e8"), Square("f8"), KING, NONE),
+      MakeMove(Square("f1"), Square("e1"), KING, NONE), MakeMove(Square("f8"), Square("e8"), KING, NONE)};
   for (u32 move : moves) make_move(move, 1);
   PlyStack[Ply].InCheck = 0;
   i32 nodes = Settings.Nodes;
@@ -152,7 +153,6 @@ TEST_F(SearchTest, RepetitionAndDeadMaterialScoreZeroAtOnce) {
   EXPECT_EQ(Settings.Nodes - nodes, 1);
   for (int i = 0; i < 4; i++) unmake_move();
   EXPECT_GT(Run(3), 300);
-
 }
 
 // The material table's flags decide; they are set here by hand so that only the search's use of them is tested.
@@ -244,6 +244,35 @@ TEST_F(SearchTest, StaticPruningBelowThreePliesOffThePrincipalVariation) {
   EXPECT_GT(Settings.Nodes - nodes, 1);
 }
 
+// Passing still leaves the opponent below beta: the node returns beta itself and stores it as a lower bound.
+TEST_F(SearchTest, NullMoveFailHighReturnsBetaWithoutAMove) {
+  Load("4k3/pppp4/8/8/8/8/3QQ3/4K3 w - - 0 1");
+  u64 attacks[2];
+  const int beta = EvaluateLazily(attacks) - 200;
+  EXPECT_EQ(Run(3, beta - 1, beta, NODE_CUT), beta);
+  EXPECT_EQ(Best(), 0u);  // the null move refuted nothing
+  const TranspositionEntry *entry = FindHashEntry();
+  ASSERT_NE(entry, nullptr);
+  ASSERT_TRUE(entry->Flags & LOWER_VALID);
+  EXPECT_EQ(entry->LowerScore, beta);
+  // No null move at a PV node: a real move fails high.
+  ClearTables();
+  EXPECT_GE(Run(3, beta - 1, beta, NODE_PV), beta);
+  EXPECT_NE(Best(), 0u);
+}
+
+// The last plies of the stack are never searched into: the node answers with the static evaluation.
+TEST_F(SearchTest, NodeAtTheEndOfThePlyStackReturnsTheEvaluation) {
+  Load("4k3/8/8/3q4/8/8/3R4/4K3 w - - 0 1");
+  u64 attacks[2];
+  const int eval = EvaluateLazily(attacks);
+  Ply = PLY_STACK_SIZE - 2;
+  const i32 nodes = Settings.Nodes;
+  EXPECT_EQ(Run(4), eval);
+  EXPECT_EQ(Settings.Nodes, nodes);
+  EXPECT_EQ(MoveStackTop, 0);
+}
+
 // With quiet moves futile only checks are generated; an empty list then is no stalemate.
 TEST_F(SearchTest, EmptyListOfALimitedNodeIsNoStalemate) {
   Load("k7/8/8/8/8/6q1/8/N6K w - - 0 1");  // the knight can move, but gives no check and takes nothing
@@ -260,8 +289,8 @@ struct Snapshot {
 };
 Snapshot Take() {
   const BoardRecord &b = thread_board;
-  return Snapshot{Ply, MoveStackTop, GameHistoryCount, b.SideToMove, b.ReversibleMoves, b.PositionKey, FullKey(), b.Occupied,
-          b.PawnKey};
+  return Snapshot{Ply,           MoveStackTop, GameHistoryCount, b.SideToMove, b.ReversibleMoves,
+                  b.PositionKey, FullKey(),    b.Occupied,       b.PawnKey};
 }
 
 void ExpectRestored(const Snapshot &a) {
