@@ -70,6 +70,7 @@ class SearchTest : public MoveTest {
   static void ClearTables() {
     ClearHash();
     ClearEvalCache();
+    ClearPawnHash();
     ClearOrderingStatistics();
     std::memset(PlyStack, 0, sizeof PlyStack);
   }
@@ -189,34 +190,6 @@ TEST_F(SearchTest, SidesThatCannotWinScoreZeroOffThePrincipalVariation) {
   Run(4, 10, 60, NODE_CUT);
   EXPECT_GT(Settings.Nodes - nodes, 1);
   boxed = savedBoxed;
-}
-
-// Without pawns and with equal force a deep non-PV search is cut to four plies, or nine with a king on the
-// edge: the same tree as the capped depth, node for node.
-TEST_F(SearchTest, BareEndingsCapTheDepthOffThePrincipalVariation) {
-  struct Case {
-    const char *fen;
-    int plies, capped;
-  };
-  const Case cases[] = {{"r7/8/3k4/8/8/3K4/8/7R w - - 0 1", 10, 4}, {"r7/8/3k4/8/8/8/8/3K3R w - - 0 1", 10, 9}};
-  for (const Case &c : cases) {
-    SCOPED_TRACE(c.fen);
-    i32 nodes[3];
-    const int plies[3] = {c.plies, c.capped, c.capped - 1};
-    for (int i = 0; i < 3; i++) {
-      SetUp();
-      Load(c.fen);
-      MaterialEntry &entry = MaterialTable[thread_board.MaterialIndex];
-      const MaterialEntry saved = entry;
-      entry.MaterialFlags[WHITE] = entry.MaterialFlags[BLACK] = 0;  // only the cap, no draw test
-      Settings.Nodes = 0;
-      Run(plies[i], 29, 30, NODE_CUT);  // above the evaluation, so that no null move cuts the tree short
-      nodes[i] = Settings.Nodes;
-      entry = saved;
-    }
-    EXPECT_EQ(nodes[0], nodes[1]);
-    EXPECT_NE(nodes[1], nodes[2]);  // one ply less is another tree: the equality above means something
-  }
 }
 
 TEST_F(SearchTest, MateDistanceExitsComeBeforeAnyMove) {
