@@ -71,6 +71,7 @@ class SearchTest : public MoveTest {
   static void ClearTables() {
     ClearHash();
     ClearEvalCache();
+    ClearPawnHash();
     ClearOrderingStatistics();
     std::memset(PlyStack, 0, sizeof PlyStack);
   }
@@ -141,7 +142,7 @@ TEST_F(SearchTest, MatedAndStalemated) {
   EXPECT_NE(Best(), MakeMove(Square("c7"), Square("b7"), QUEEN, NONE));
 }
 
-TEST_F(SearchTest, RepetitionAndDeadMaterialScoreZeroAtOnce) {
+TEST_F(SearchTest, RepetitionScoresZeroAtOnceAndOnlyWhileRepeated) {
   Load("r3k3/8/8/8/8/8/8/4K2Q w - - 0 1");  // the queen wins the rook, but the position has been here
   const u32 moves[] = {
       MakeMove(Square("e1"), Square("f1"), KING, NONE), MakeMove(Square("e8"), Square("f8"), KING, NONE),
@@ -365,7 +366,7 @@ TEST_F(SearchTest, SameTreeTwiceFromClearedTables) {
   }
 }
 
-TEST_F(SearchTest, NoLegalMoveTest) {
+TEST_F(SearchTest, NoLegalMoveOnlyWhenNothingCanMoveAndTheStackStays) {
   Load("k7/8/1Q6/8/8/8/8/7K b - - 0 1");
   MoveStackTop = 7;
   EXPECT_EQ(HasNoLegalMove(), 1);
