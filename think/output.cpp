@@ -91,3 +91,24 @@ void PrintThinking(int force) {
   printf("\n");
   fflush(stdout);
 }
+
+void PrintMultiPvInfo(int line, int bound) {
+  const SettingsRecord &s = Settings;
+  if (s.Nodes != 0 && s.Nodes < 50001) return;
+  const i64 elapsed = ElapsedCentiseconds();
+  const i64 nps = elapsed < 1 ? 0 : i64(s.Nodes) * 100 / elapsed;
+  char text[8];
+  for (int j = 0; j < s.MultiPV && j < MoveStackTop; j++) {
+    printf("info multipv %d depth %d seldepth %d score ", j + 1, s.Iteration + 1, s.SelDepth);
+    PrintScore(RootScore[j]);
+    if (j == line && bound == 1) printf("upperbound ");
+    if (j == line && bound == 2) printf("lowerbound ");
+    printf("nodes %d time %lld hashfull %d nps %lld tbhits %d currmove %s currmovenumber %d pv", s.Nodes,
+           static_cast<long long>(elapsed * 10), HashFull(), static_cast<long long>(nps), s.TbHits,
+           MoveText(text, MoveStack[s.RootMoveIndex].Move), s.RootMoveIndex + 1);
+    PrintVariation(j);
+    printf("\n");
+  }
+  Settings.InfoCountdown = s.TimeCheckInterval > 0 ? 100000 / s.TimeCheckInterval : 0;
+  fflush(stdout);
+}

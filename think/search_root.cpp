@@ -78,6 +78,22 @@ void AgeKillers() {
   }
 }
 
+// The counters and marks every search starts with.
+void StartSearch(int maxDepth) {
+  SettingsRecord &s = Settings;
+  AgeKillers();
+  s.HashStores = s.TbHits = 0;
+  s.HashAge++;
+  s.RootSide = thread_board.SideToMove;
+  s.RootPly = GameHistoryCount;
+  s.SearchMaxDepth = maxDepth;
+  s.TimeCheckCountdown = s.TimeCheckInterval;
+  s.InfoCountdown = s.TimeCheckInterval > 0 ? 100000 / s.TimeCheckInterval : 0;
+  s.Nodes = 0;
+  MoveStackTop = 0;
+  s.BookMovePlayed = 0;
+}
+
 }  // namespace
 
 int AspirationWidth(int iteration, int score) {
@@ -131,22 +147,13 @@ i32 SearchChild(int alpha, int beta, int depth, int safety) {
 }
 
 i32 SearchRoot(int maxDepth, int useBook) {
+  if (Settings.MultiPV > 1) return SearchRootMultiPV(maxDepth);
   SettingsRecord &s = Settings;
   BoardRecord &b = thread_board;
   PlyStack[0].FollowUpMove = 0;
   s.PendingBestMove = 0;
   if (!s.OwnBook) useBook = 0;
-  AgeKillers();
-  s.HashStores = s.TbHits = 0;
-  s.HashAge++;
-  s.RootSide = b.SideToMove;
-  s.RootPly = GameHistoryCount;
-  s.SearchMaxDepth = maxDepth;
-  s.TimeCheckCountdown = s.TimeCheckInterval;
-  s.InfoCountdown = s.TimeCheckInterval > 0 ? 100000 / s.TimeCheckInterval : 0;
-  s.Nodes = 0;
-  MoveStackTop = 0;
-  s.BookMovePlayed = 0;
+  StartSearch(maxDepth);
   // The book is asked here once books exist.
   (void)useBook;
   PlyStack[0].MoveFlags = PlyStack[0].FollowUpMove = 0;
@@ -290,5 +297,82 @@ i32 SearchRoot(int maxDepth, int useBook) {
     mateLimit--;
     previousBest = best;
     if (i + 1 >= maxDepth) return 0;
+  }
+}
+
+i32 SearchRootMultiPV(int maxDepth) {
+  SettingsRecord &s = Settings;
+  BoardRecord &b = thread_board;
+  StartSearch(maxDepth);
+  s.PendingBestMove = 0;
+  PlyStack[0].MoveFlags = PlyStack[0].FollowUpMove = 0;
+  Ply = 0;
+  if (PrepareRoot()) return 1;
+  s.RootInTablebase = 0;
+  s.SkipTbProbes = 1;
+  s.RootMoveCount = MoveStackTop;
+  if (MoveStackTop < 2 && !(s.SearchMovesCount == 1 && MoveStackTop == 1)) return 0;
+  const i32 rootEval = EvaluateLazily(PlyStack[0].Attacks);
+  PlyStack[0].StaticEval = rootEval;
+  Ply = 1;
+  if (maxDepth < 2) return 0;
+  s.Iteration = 1;
+  s.SelDepth = 2;
+  s.Nodes++;
+  for (int i = 1;; i++) {
+    SetMaterialWindow(i);
+    s.RootMoveIndex = 0;
+    int worst = MATE_SCORE + 1;
+    for (int k = 0; k < MoveStackTop; k++) {
+      const int v = RootScore[k];
+      int scratch = 0;
+      Ply = 0;
+      const int ext = MoveDepthChange(true, false, 4 * i, false, MoveStack[k].Move, MoveStack[k].Score, true, &scratch,
+                                      v - 40 - rootEval, &MoveStack[k].Safety, k == 0);
+      Ply = 1;
+      make_move(MoveStack[k].Move, 1);
+      const int depth = 4 * i + ext + 6, safety = MoveStack[k].Safety;
+      int r;
+      if (k >= s.MultiPV) {
+        r = -SearchChild(-1 - worst, -worst, depth, safety);
+        if (!b.SearchStopped && r > worst) {
+          PrintMultiPvInfo(s.RootMoveIndex, 2);
+          r = -SearchChild(-MATE_SCORE - 1, -r, depth, safety);
+        }
+      } else {
+        r = -SearchChild(-v - 40, 40 - v, depth, safety);
+        if (!b.SearchStopped && r >= v + 40) {
+          PrintMultiPvInfo(k, 2);
+          r = -SearchChild(-MATE_SCORE - 1, -r, depth, safety);
+        } else if (!b.SearchStopped && r <= v - 40) {
+          PrintMultiPvInfo(k, 1);
+          r = -SearchChild(-r, MATE_SCORE + 1, depth, safety);
+        }
+        worst = std::min(worst, r);
+      }
+      unmake_move();
+      if (b.SearchStopped) return 0;
+      RootScore[k] = r;
+      // The entry bubbles towards the front past every entry with a lower score.
+      for (int j = k; j > 0 && RootScore[j - 1] < RootScore[j]; j--) {
+        std::swap(MoveStack[j - 1], MoveStack[j]);
+        std::swap(RootScore[j - 1], RootScore[j]);
+      }
+      PrintMultiPvInfo(k, 3);
+      s.RootMoveIndex = k + 1;
+    }
+    if (i + 1 >= maxDepth) return 0;
+    s.Iteration = i + 1;
+    s.SelDepth++;
+    if (i + 1 == MAX_ITERATIONS) {
+      WaitWhilePondering();
+      return 0;
+    }
+    if (i + 1 > 3 && TimeUp(1, 0)) {
+      b.SearchStopped = 1;
+      return 0;
+    }
+    s.Nodes++;
+    SortRootMoves(s.MultiPV);
   }
 }
