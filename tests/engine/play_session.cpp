@@ -66,6 +66,28 @@ void CheckXboardMove(const std::string &binary) {
   Expect(engine.Wait().Clean(), group, "quit ends the engine cleanly");
 }
 
+// With three variations asked for, each report lists the three best moves, the best first.
+void CheckMultiPv(const std::string &binary) {
+  const std::string group = "multipv";
+  EngineSession engine(binary);
+  engine.Send("uci\nsetoption name MultiPV value 3\nposition fen 7k/8/8/8/8/8/5PPP/r3R1K1 w - - 0 1\ngo depth 12\n");
+  std::string report[3], skipped;
+  auto best = engine.ReadUntil("bestmove", &skipped, 60);
+  Expect(best.has_value(), group, "a bestmove");
+  for (size_t at = 0; (at = skipped.find("info multipv ", at)) != std::string::npos; at++) {
+    const size_t end = skipped.find('\n', at);
+    const std::string line = skipped.substr(at, end - at);
+    const int index = line[13] - '1';
+    if (index >= 0 && index < 3) report[index] = line;
+  }
+  for (const std::string &line : report) Expect(line.find(" pv ") != std::string::npos, group, "three variations");
+  // The rook that takes on a1 is the best variation and the move played.
+  Expect(report[0].find(" pv e1a1") != std::string::npos, group, "best variation first: " + report[0]);
+  Expect(best && best->starts_with("bestmove e1a1"), group, "the best variation's move is played");
+  engine.Send("quit\n");
+  engine.Wait();
+}
+
 void CheckBenchRepeats(const std::string &binary) {
   const std::string group = "bench";
   std::string first;
@@ -94,7 +116,7 @@ int main(int argc, char **argv) {
     return 2;
   }
   const std::vector<std::pair<std::string, std::function<void(const std::string &)>>> groups = {
-      {"uci-go", CheckUciGo}, {"xboard", CheckXboardMove}, {"bench", CheckBenchRepeats}};
+      {"uci-go", CheckUciGo}, {"xboard", CheckXboardMove}, {"multipv", CheckMultiPv}, {"bench", CheckBenchRepeats}};
   for (const auto &[name, run] : groups)
     if (argc < 3 || name == argv[2]) run(argv[1]);
   std::printf("%s\n", Failures ? "FAILED" : "passed");
