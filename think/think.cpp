@@ -50,6 +50,9 @@ void Think() {
   const int maxDepth = AllocateTime();
   if (SearchRoot(maxDepth, 1)) {
     s.PonderActive = 0;
+    // The game-end texts are quiet in UCI mode, but a GUI waits for its one bestmove.
+    if (s.UciMode) printf("bestmove 0000\n");
+    fflush(stdout);
     return;
   }
   const int score = RootScore[0];

@@ -66,6 +66,44 @@ void CheckXboardMove(const std::string &binary) {
   Expect(engine.Wait().Clean(), group, "quit ends the engine cleanly");
 }
 
+// Positions a GUI may send that the search must survive: each go still gets its one bestmove, "0000" when
+// there is nothing to play.
+void CheckHardPositions(const std::string &binary) {
+  const std::string group = "hard-positions";
+  EngineSession engine(binary);
+  std::string knightDance;
+  for (int i = 0; i < 300; i++) knightDance += " g1f3 g8f6 f3g1 f6g8";
+  const std::pair<std::string, std::string> cases[] = {
+      {"position fen 7k/6Q1/6K1/8/8/8/8/8 b - - 0 1\ngo depth 5\n", "bestmove 0000"},  // mated
+      {"position fen 7k/8/6QK/8/8/8/8/8 b - - 0 1\ngo depth 5\n", "bestmove 0000"},   // stalemate
+      {"position fen 8/8/8/4k3/8/8/8/4K3 w - - 0 1\ngo depth 60\n", "bestmove e1"},     // bare kings
+      {"position fen 4k3/4R3/8/8/8/8/8/5K2 w - - 0 1\ngo depth 6\n", "bestmove "},      // the side not to move in check
+      {"position startpos moves" + knightDance + "\ngo depth 6\n", "bestmove "},       // 1200 plies
+      {"position fen 6k1/5ppp/8/8/8/8/8/R5K1 w - - 0 1\ngo depth 20\n", "bestmove a1a8"},
+      {"setoption name Hash value 0\nposition startpos\ngo depth 7\n", "bestmove "},     // no table
+      {"setoption name Hash value 1\nposition startpos\ngo depth 7\n", "bestmove "},
+  };
+  engine.Send("uci\n");
+  for (const auto &[commands, answer] : cases) {
+    engine.Send(commands);
+    std::string last;
+    const int count = [&] {
+      engine.Send("isready\n");
+      return CountUntil(engine, "readyok", "bestmove", &last);
+    }();
+    // isready is answered during a search too: wait for the bestmove if it has not come yet.
+    if (count == 0) {
+      auto best = engine.ReadUntil("bestmove", nullptr, 120);
+      last = best.value_or("");
+    }
+    Expect(last.starts_with(answer), group, commands + " answered by " + answer + ", got: " + last);
+    engine.Send("isready\n");
+    Expect(CountUntil(engine, "readyok", "bestmove", &last) == 0, group, "no second bestmove after " + commands);
+  }
+  engine.Send("quit\n");
+  Expect(engine.Wait().Clean(), group, "quit ends the engine cleanly");
+}
+
 // With three variations asked for, each report lists the three best moves, the best first.
 void CheckMultiPv(const std::string &binary) {
   const std::string group = "multipv";
@@ -116,7 +154,7 @@ int main(int argc, char **argv) {
     return 2;
   }
   const std::vector<std::pair<std::string, std::function<void(const std::string &)>>> groups = {
-      {"uci-go", CheckUciGo}, {"xboard", CheckXboardMove}, {"multipv", CheckMultiPv}, {"bench", CheckBenchRepeats}};
+      {"uci-go", CheckUciGo}, {"xboard", CheckXboardMove}, {"multipv", CheckMultiPv}, {"hard-positions", CheckHardPositions}, {"bench", CheckBenchRepeats}};
   for (const auto &[name, run] : groups)
     if (argc < 3 || name == argv[2]) run(argv[1]);
   std::printf("%s\n", Failures ? "FAILED" : "passed");
