@@ -11,6 +11,7 @@
 #include "search/quiescence.h"
 #include "search/search.h"
 #include "shell/nps_info.h"
+#include "shell/input.h"
 #include "shell/poll_input.h"
 #include "shell/settings.h"
 #include "think/output.h"
@@ -34,7 +35,10 @@ constexpr int BOUND_UPPER = 1, BOUND_LOWER = 2, BOUND_NONE = 3;
 // A pondering GUI gets its answer only when it says so: the search waits for the word.
 void WaitWhilePondering() {
   SettingsRecord &s = Settings;
-  while ((s.PonderActive || s.UciPonder) && !thread_board.SearchStopped) PollInput();
+  while ((s.PonderActive || s.UciPonder) && !thread_board.SearchStopped) {
+    AwaitInput();
+    PollInput();
+  }
 }
 
 void ShowLine(int bound) {
