@@ -2,15 +2,13 @@
 """Searches the bench positions to a fixed depth with Quarvelle and with peer engines, interleaved so that
 the machine's load falls on all alike, and prints nodes per second and time to depth side by side.
 
-    bench/search_speed.py [--depth 9] [--hash 16] [ENGINE ...]
+    bench/search_speed.py [--depth 9] [--hash 16] [--quarvelle build/quarvelle] [ENGINE ...]
 ENGINE defaults to /usr/games/ethereal-chess and /usr/games/toga2. Run it from the repository root after a build.
 """
 import argparse
 import re
 import subprocess
 import time
-
-QUARVELLE = "build/quarvelle"
 
 
 def bench_positions():
@@ -66,9 +64,10 @@ def main():
     ap = argparse.ArgumentParser()
     ap.add_argument("--depth", type=int, default=9)
     ap.add_argument("--hash", type=int, default=16)
+    ap.add_argument("--quarvelle", default="build/quarvelle")
     ap.add_argument("engines", nargs="*", default=["/usr/games/ethereal-chess", "/usr/games/toga2"])
     args = ap.parse_args()
-    paths = [QUARVELLE] + args.engines
+    paths = [args.quarvelle] + args.engines
     engines = [Uci(p, args.hash) for p in paths]
     totals = [[0, 0.0] for _ in paths]
     for fen in bench_positions():

@@ -19,11 +19,6 @@ i32 SingularActive;
 namespace {
 
 constexpr int NEAR_ALPHA_MARGIN = 90;
-// Ply of the deepest node that still gets a full search: children use Ply + 1 and the move loop
-// writes InCheck of Ply + 1, so the last two records stay free.
-constexpr int LAST_SEARCH_PLY = PLY_STACK_SIZE - 2;
-// A node needs room for its lists and those of its children.
-constexpr int MOVE_STACK_RESERVE = 14000;
 
 bool OnEdge(int square) {
   const int file = FileOf(square), rank = RankOf(square);
@@ -64,9 +59,7 @@ int SearchNodeFor(int alpha, int beta, int depth, int allowNull, int nodeType) {
   PlyRecord &node = PlyStack[ply];
   const int inCheck = node.InCheck;
 
-  // The root's iteration limits keep the tree inside the stacks; this only stops a runaway line
-  // from writing past them, at the price of a static score.
-  if (ply >= LAST_SEARCH_PLY || MoveStackTop >= MOVE_STACK_RESERVE) {
+  if (BeyondTheStacks()) {
     node.BestMove = 0;
     return EvaluateLazilyFor<Us>(node.Attacks);
   }
