@@ -41,6 +41,16 @@ void WaitWhilePondering() {
   }
 }
 
+// A root of one move, unless it was the one move asked for, is played without a search; a ponder on it
+// waits all the same.
+bool NothingToSearch() {
+  SettingsRecord &s = Settings;
+  if (MoveStackTop >= 2 || (s.SearchMovesCount == 1 && MoveStackTop == 1)) return false;
+  if (s.PonderActive || s.UciPonder) s.PonderMiss = 1, s.PonderReply = 0;
+  WaitWhilePondering();
+  return true;
+}
+
 void ShowLine(int bound) {
   if (Settings.UciMode)
     PrintInfo(0, bound, 1);
@@ -167,11 +177,7 @@ i32 SearchRoot(int maxDepth, int useBook) {
   s.RootInTablebase = 0;
   s.SkipTbProbes = 1;
   s.RootMoveCount = MoveStackTop;
-  if (MoveStackTop < 2 && !(s.SearchMovesCount == 1 && MoveStackTop == 1)) {
-    if (s.PonderActive || s.UciPonder) s.PonderMiss = 1, s.PonderReply = 0;
-    WaitWhilePondering();
-    return 0;
-  }
+  if (NothingToSearch()) return 0;
   s.EasyMove = 1;
   const i32 rootEval = EvaluateLazily(PlyStack[0].Attacks);
   PlyStack[0].StaticEval = rootEval;
@@ -300,7 +306,11 @@ i32 SearchRoot(int maxDepth, int useBook) {
     if (i >= 4 && best != previousBest) s.EasyMove = 0;
     mateLimit--;
     previousBest = best;
-    if (i + 1 >= maxDepth) return 0;
+    // A ponder search that reaches its depth still owes the GUI its wait for the opponent's move.
+    if (i + 1 >= maxDepth) {
+      WaitWhilePondering();
+      return 0;
+    }
   }
 }
 
@@ -315,7 +325,7 @@ i32 SearchRootMultiPV(int maxDepth) {
   s.RootInTablebase = 0;
   s.SkipTbProbes = 1;
   s.RootMoveCount = MoveStackTop;
-  if (MoveStackTop < 2 && !(s.SearchMovesCount == 1 && MoveStackTop == 1)) return 0;
+  if (NothingToSearch()) return 0;
   const i32 rootEval = EvaluateLazily(PlyStack[0].Attacks);
   PlyStack[0].StaticEval = rootEval;
   Ply = 1;
@@ -365,7 +375,10 @@ i32 SearchRootMultiPV(int maxDepth) {
       PrintMultiPvInfo(k, 3);
       s.RootMoveIndex = k + 1;
     }
-    if (i + 1 >= maxDepth) return 0;
+    if (i + 1 >= maxDepth) {
+      WaitWhilePondering();
+      return 0;
+    }
     s.Iteration = i + 1;
     s.SelDepth++;
     if (i + 1 == MAX_ITERATIONS) {
