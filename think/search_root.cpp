@@ -15,6 +15,7 @@
 #include "shell/settings.h"
 #include "think/output.h"
 #include "think/root_prep.h"
+#include "think/root_tablebase.h"
 #include "think/time_control.h"
 
 namespace {
@@ -159,9 +160,7 @@ i32 SearchRoot(int maxDepth, int useBook) {
   PlyStack[0].MoveFlags = PlyStack[0].FollowUpMove = 0;
   Ply = 0;
   if (PrepareRoot()) return 1;
-  // Tablebases at the root join here; until then the tree doesn't probe them either.
-  s.RootInTablebase = 0;
-  s.SkipTbProbes = 1;
+  ProbeRootTablebases();
   s.RootMoveCount = MoveStackTop;
   if (MoveStackTop < 2 && !(s.SearchMovesCount == 1 && MoveStackTop == 1)) {
     if (s.PonderActive || s.UciPonder) s.PonderMiss = 1, s.PonderReply = 0;
@@ -308,8 +307,7 @@ i32 SearchRootMultiPV(int maxDepth) {
   PlyStack[0].MoveFlags = PlyStack[0].FollowUpMove = 0;
   Ply = 0;
   if (PrepareRoot()) return 1;
-  s.RootInTablebase = 0;
-  s.SkipTbProbes = 1;
+  ProbeRootTablebases();
   s.RootMoveCount = MoveStackTop;
   if (MoveStackTop < 2 && !(s.SearchMovesCount == 1 && MoveStackTop == 1)) return 0;
   const i32 rootEval = EvaluateLazily(PlyStack[0].Attacks);
