@@ -284,7 +284,7 @@ int InitWdlTable(TableRecord *table, const char *name) {
   if (good) PlaceTables(r, order, sizes, count);
   if (!good || !r.ok) {
     Corrupted();
-    for (int g = 0; g < 4; g++) FreeDecoders(enc[g]);
+    for (int g = 0; g < (table->HasPawns ? 4 : 1); g++) FreeDecoders(enc[g]);
     UnmapTableFile(table->Data, table->Size);
     table->Data = nullptr;
     table->Size = 0;
