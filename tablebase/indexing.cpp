@@ -105,19 +105,27 @@ void InitIndices() {
   }
 }
 
+namespace {
+
+// From `i` on, each run of equal men is one group: its length stands at its first man.
+void NormRuns(int i, int men, u8 *norm, const u8 *pieces) {
+  for (; i < men; i += norm[i])
+    for (int j = i; j < men && pieces[j] == pieces[i]; j++) norm[i]++;
+}
+
+}  // namespace
+
 void NormPiece(int encodingType, int men, u8 *norm, const u8 *pieces) {
   std::fill(norm, norm + men, 0);
   norm[0] = encodingType == 0 ? 3 : 2;
-  for (int i = norm[0]; i < men; i += norm[i])
-    for (int j = i; j < men && pieces[j] == pieces[i]; j++) norm[i]++;
+  NormRuns(norm[0], men, norm, pieces);
 }
 
 void NormPawn(const u8 *pawnCounts, int men, u8 *norm, const u8 *pieces) {
   std::fill(norm, norm + men, 0);
   norm[0] = pawnCounts[0];
   if (pawnCounts[1]) norm[pawnCounts[0]] = pawnCounts[1];
-  for (int i = pawnCounts[0] + pawnCounts[1]; i < men; i += norm[i])
-    for (int j = i; j < men && pieces[j] == pieces[i]; j++) norm[i]++;
+  NormRuns(pawnCounts[0] + pawnCounts[1], men, norm, pieces);
 }
 
 u64 FactorsPiece(i32 *factor, int men, int order, const u8 *norm, int encodingType) {
