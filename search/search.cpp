@@ -12,6 +12,7 @@
 #include "search/search_limits.h"
 #include "search/search_node.h"
 #include "shell/settings.h"
+#include "tablebase/tablebase.h"
 #include "think/time_control.h"
 
 i32 SingularActive;
@@ -122,7 +123,17 @@ int SearchNodeFor(int alpha, int beta, int depth, int allowNull, int nodeType) {
   const int trySingular =
       depth >= 32 && SingularKnown && SingularDepth >= depth - 12 && !SingularActive && nodeType != NODE_ALL;
   const int singularScore = SingularScore;
-  // Tablebases: the WDL probe comes here once the tablebase subsystem exists.
+  if (!Settings.SkipTbProbes && b.PieceTotal <= Settings.TbPiecesInUse && b.ReversibleMoves == 0 &&
+      b.CastlingFlags == 0 && ply < PLY_STACK_SIZE - TB_PLY_RESERVE) {
+    i32 success;
+    const i32 r = ProbeWdl(success);
+    if (success) {
+      Settings.TbHits++;
+      const int value = r < -1 ? ply - TB_WIN_SCORE : r > 1 ? TB_WIN_SCORE - ply : 2 * r;
+      StoreHash(depth + 24, hashMove, value, HASH_EXACT, 0, nodeFlags, 0);
+      return value;
+    }
+  }
   // Learning: the position-learning lookup comes here once the learning file exists.
 
   // Static evaluation.

@@ -16,6 +16,7 @@
 #include "shell/settings.h"
 #include "think/output.h"
 #include "think/root_prep.h"
+#include "think/root_tablebase.h"
 #include "think/time_control.h"
 
 namespace {
@@ -173,9 +174,7 @@ i32 SearchRoot(int maxDepth, int useBook) {
   PlyStack[0].MoveFlags = PlyStack[0].FollowUpMove = 0;
   Ply = 0;
   if (PrepareRoot()) return 1;
-  // Tablebases at the root join here; until then the tree doesn't probe them either.
-  s.RootInTablebase = 0;
-  s.SkipTbProbes = 1;
+  ProbeRootTablebases();
   s.RootMoveCount = MoveStackTop;
   if (NothingToSearch()) return 0;
   s.EasyMove = 1;
@@ -322,8 +321,7 @@ i32 SearchRootMultiPV(int maxDepth) {
   PlyStack[0].MoveFlags = PlyStack[0].FollowUpMove = 0;
   Ply = 0;
   if (PrepareRoot()) return 1;
-  s.RootInTablebase = 0;
-  s.SkipTbProbes = 1;
+  ProbeRootTablebases();
   s.RootMoveCount = MoveStackTop;
   if (NothingToSearch()) return 0;
   const i32 rootEval = EvaluateLazily(PlyStack[0].Attacks);
