@@ -3,21 +3,13 @@
 //
 //   play_session <engine binary> [group]     (no group: all groups)
 #include <cstdio>
-#include <functional>
 #include <string>
 #include <vector>
 
+#include "check_groups.h"
 #include "engine_session.h"
 
 namespace {
-
-int Failures;
-
-void Expect(bool condition, const std::string &group, const std::string &what) {
-  if (condition) return;
-  std::printf("FAIL [%s] %s\n", group.c_str(), what.c_str());
-  Failures++;
-}
 
 // Lines up to `prefix`, counting the lines that start with `counted` on the way.
 int CountUntil(EngineSession &engine, const std::string &prefix, const std::string &counted, std::string *last) {
@@ -203,15 +195,7 @@ void CheckBenchRepeats(const std::string &binary) {
 }  // namespace
 
 int main(int argc, char **argv) {
-  if (argc < 2) {
-    std::fprintf(stderr, "usage: %s <engine binary> [group]\n", argv[0]);
-    return 2;
-  }
-  const std::vector<std::pair<std::string, std::function<void(const std::string &)>>> groups = {
+  return RunCheckGroups(argc, argv, {
       {"uci-go", CheckUciGo}, {"xboard", CheckXboardMove}, {"multipv", CheckMultiPv}, {"hard-positions", CheckHardPositions},
-      {"repetition", CheckRepetitionAvoided}, {"bench", CheckBenchRepeats}};
-  for (const auto &[name, run] : groups)
-    if (argc < 3 || name == argv[2]) run(argv[1]);
-  std::printf("%s\n", Failures ? "FAILED" : "passed");
-  return Failures ? 1 : 0;
+      {"repetition", CheckRepetitionAvoided}, {"bench", CheckBenchRepeats}});
 }

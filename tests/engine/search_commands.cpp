@@ -4,21 +4,13 @@
 //
 //   search_commands <engine binary> [group]     (no group: all groups)
 #include <cstdio>
-#include <functional>
 #include <string>
 #include <vector>
 
+#include "check_groups.h"
 #include "engine_session.h"
 
 namespace {
-
-int Failures;
-
-void Expect(bool condition, const std::string &group, const std::string &what) {
-  if (condition) return;
-  std::printf("FAIL [%s] %s\n", group.c_str(), what.c_str());
-  Failures++;
-}
 
 // Lines that start with `prefix` within `seconds`; stops early at a line starting with `until`.
 int CountWithin(EngineSession &engine, const std::string &prefix, double seconds, const std::string &until = "") {
@@ -160,15 +152,7 @@ void CheckResign(const std::string &binary) {
 }  // namespace
 
 int main(int argc, char **argv) {
-  if (argc < 2) {
-    std::fprintf(stderr, "usage: %s <engine binary> [group]\n", argv[0]);
-    return 2;
-  }
-  const std::vector<std::pair<std::string, std::function<void(const std::string &)>>> groups = {
+  return RunCheckGroups(argc, argv, {
       {"ponder", CheckUciPonder}, {"during-search", CheckDuringSearch}, {"closed-pipe", CheckClosedPipe},
-      {"few-moves", CheckFewMoves}, {"resign", CheckResign}};
-  for (const auto &[name, run] : groups)
-    if (argc < 3 || name == argv[2]) run(argv[1]);
-  std::printf("%s\n", Failures ? "FAILED" : "passed");
-  return Failures ? 1 : 0;
+      {"few-moves", CheckFewMoves}, {"resign", CheckResign}});
 }
