@@ -200,3 +200,41 @@ bool IsMoveText(const char *text) {
   auto isRank = [](char c) { return c >= '1' && c <= '8'; };
   return isFile(text[0]) && isRank(text[1]) && isFile(text[2]) && isRank(text[3]);
 }
+
+char *PositionText(char *buffer) {
+  const BoardRecord &b = thread_board;
+  char *p = buffer;
+  for (int rank = 7; rank >= 0; rank--) {
+    int empty = 0;
+    for (int file = 0; file < 8; file++) {
+      const int sq = rank * 8 + file, piece = b.Board[sq];
+      if (piece == NONE) {
+        empty++;
+        continue;
+      }
+      if (empty) *p++ = char('0' + empty), empty = 0;
+      const char letter = PieceLetters[piece];
+      *p++ = (b.Pieces[BLACK] >> sq) & 1 ? char(letter - 'A' + 'a') : letter;
+    }
+    if (empty) *p++ = char('0' + empty);
+    if (rank) *p++ = '/';
+  }
+  *p++ = ' ', *p++ = b.SideToMove == WHITE ? 'w' : 'b', *p++ = ' ';
+  const char castling[] = "KQkq";
+  for (int i = 0; i < 4; i++)
+    if (b.CastlingFlags & (1 << i)) *p++ = castling[i];
+  if (!(b.CastlingFlags & 15)) *p++ = '-';
+  *p++ = ' ';
+  // The en passant square only where an enemy pawn stands beside the pawn that passed.
+  const u32 last = GameHistoryCount > 0 ? GameHistory[GameHistoryCount - 1].Move : 0;
+  const int to = MoveTo(last);
+  const u64 beside = (FileOf(to) > 0 ? Bit(to - 1) : 0) | (FileOf(to) < 7 ? Bit(to + 1) : 0);
+  if (LastMoveWasDoubleStep() && (beside & b.Pawns[b.SideToMove])) {
+    const int passed = (MoveFrom(last) + to) / 2;
+    *p++ = char('a' + FileOf(passed)), *p++ = char('1' + RankOf(passed)), *p++ = ' ';
+  } else {
+    *p++ = '-', *p++ = ' ';
+  }
+  *p = '\0';
+  return buffer;
+}

@@ -17,3 +17,6 @@ bool PieceFromLetter(char letter, int &piece, int &side);
 char *MoveText(char *buffer, u32 move);
 char *PieceMoveText(char *buffer, u32 move);
 bool IsMoveText(const char *text);
+// The position as FEN text without move counters, ending in a blank: placement, side, castling, and the
+// en passant square only where an enemy pawn stands beside the pawn that passed. At most 90 characters.
+char *PositionText(char *buffer);

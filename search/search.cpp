@@ -2,6 +2,7 @@
 
 #include "board/makemove.h"
 #include "board/movegen.h"
+#include "book/learn_file.h"
 #include "eval/material.h"
 #include "search/hash.h"
 #include "search/lazy_eval.h"
@@ -134,7 +135,14 @@ int SearchNodeFor(int alpha, int beta, int depth, int allowNull, int nodeType) {
       return value;
     }
   }
-  // Learning: the position-learning lookup comes here once the learning file exists.
+  // A position the engine has learnt to fear, with the engine to move and plenty of material on the board.
+  if (depth >= 25 && Settings.UseLearningData && Us == Settings.RootSide && GameHistoryCount < 120 &&
+      b.PieceMaterial[WHITE] >= 15 && b.PieceMaterial[BLACK] >= 15 && b.ReversibleMoves < 70) {
+    i32 learntDepth, learntScore;
+    i64 offset;
+    LearnLookup(LearnKey1(b.PositionKey), LearnKey2(b.PositionKey), learntDepth, learntScore, offset);
+    if (offset && learntDepth >= depth) return learntScore;
+  }
 
   // Static evaluation.
   node.StaticEval = EvaluateLazilyFor<Us>(node.Attacks);

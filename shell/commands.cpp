@@ -138,7 +138,7 @@ void ProcessCommand() {
     return;
   }
   if (MatchKeyword("reset", line)) {
-    if (!s.FritzMode && !s.UciMode) CloseOldGame();
+    if (!s.FritzMode && !s.UciMode) CloseOldGame(true);
     return;
   }
   if (MatchKeyword("level", line)) return SetLevel(n);
@@ -229,7 +229,7 @@ void ProcessCommand() {
     return;
   }
   if (MatchKeyword("demo", line)) return;  // self-play from openings.epd
-  if (MatchKeyword("bkm", line)) return PrintBookMoves();
+  if (MatchKeyword("bkm", line)) return ShowBookMoves();
   if (IsWholeWord("ucinewgame", Tokens[0])) return NewUciGame();
   if (MatchKeyword("uci", line)) return PrintUciIdentity();
   if (MatchKeyword("setoption", line)) return SetOption();

@@ -7,6 +7,8 @@
 #include "board/attacks.h"
 #include "board/movegen.h"
 #include "board/position.h"
+#include "book/book_choice.h"
+#include "book/learn_file.h"
 #include "eval/eval.h"
 #include "eval/eval_tables.h"
 #include "search/statistics.h"
@@ -171,10 +173,13 @@ void SetLevel(int tokenCount) {
   }
 }
 
-void PrintBookMoves() {
+void ShowBookMoves() {
   const u64 key = thread_board.PositionKey;
-  printf("Current nhash1 = %d, nhash2 = %d\n", i32(u32(key)), i32(u32(key >> 16)));
-  if (!Settings.BookLoaded) printf("No book loaded...\n");
+  printf("Current nhash1 = %d, nhash2 = %d\n", i32(LearnKey1(key)), i32(LearnKey2(key)));
+  if (Settings.BookLoaded)
+    PrintBookMoves();
+  else
+    printf("No book loaded...\n");
   fflush(stdout);
 }
 

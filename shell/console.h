@@ -6,7 +6,7 @@ void PrintBoard();
 void PrintMoves();
 void EditBoard();
 void SetLevel(int tokenCount);
-void PrintBookMoves();
+void ShowBookMoves();
 void PrintTablebaseStatus();
 // The static evaluation of the position with its main parts.
 void PrintEvaluationReport();

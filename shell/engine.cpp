@@ -5,7 +5,12 @@
 #include <ctime>
 
 #include "board/attacks.h"
+#include "board/makemove.h"
 #include "board/position.h"
+#include "book/book_file.h"
+#include "book/book_keys.h"
+#include "book/book_learning.h"
+#include "book/learn_file.h"
 #include "eval/values.h"
 #include "shell/commands.h"
 #include "shell/input.h"
@@ -47,6 +52,7 @@ void StartEngine() {
   printf("%s\n", VERSION_LINE);
   SetDefaultKingDangerPattern();
   InitRandomKeys();
+  InitBookKeys();
   InitAttackTables();
   LoadEvaluationTables();
   ClearCaptureStatistics();
@@ -55,7 +61,10 @@ void StartEngine() {
   AllocateTables();
   BuildRepetitionTable();  // needs the keys, the attack tables and its block
   std::srand(unsigned(std::time(nullptr)));
+  // A book named by the settings file that opened keeps the default from being tried.
+  if (!Settings.BookLoaded) OpenBook(DEFAULT_BOOK);
   PrintConfiguration();
+  if (Settings.UseLearning || Settings.UseLearningData) OpenLearnFile(LEARN_FILE_NAME);
   Settings.PostThinking = 1;
   Settings.TimeLeft = -1;
   if (Settings.UseEGTB) InitTablebases(TablebasePath);
@@ -63,7 +72,14 @@ void StartEngine() {
   NewGame();
 }
 
-void CloseOldGame() {
+void CloseOldGame(bool onlyUndecided) {
+  SettingsRecord &s = Settings;
+  // An unfinished game with the opponent's move last counts as a draw, learnt with the engine to move.
+  if (BookGameOpen() && thread_board.SideToMove != s.RootSide && GameHistoryCount > GameHistoryFloor &&
+      (!onlyUndecided || RootScore[0] == 0)) {
+    TakeBackGameMove();
+    BookLearnGame(BOOK_DRAW);
+  }
   ClearHistoryTable();
   ClearKillers();
   Settings.LastScore = Settings.LastScoreSide = 0;
@@ -94,6 +110,8 @@ void RunOuterLoop() {
 void quit(int code) {
   fflush(stdout);
   ReleaseTables();
+  CloseBook();
+  CloseLearnFile();
   FreeTablebases();
   std::exit(code);
 }

@@ -8,6 +8,6 @@ void StartEngine();
 // Starts a new game as the `new` command does.
 void NewGame();
 // The end of the old game: ordering statistics and killers cleared, the last score forgotten.
-void CloseOldGame();
+void CloseOldGame(bool onlyUndecided = false);
 // Releases everything and ends the process: 0 for quit, 1 for a failed allocation.
 [[noreturn]] void quit(int code);

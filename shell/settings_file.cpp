@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "book/book_file.h"
 #include "shell/commands.h"
 #include "shell/settings.h"
 
@@ -94,7 +95,7 @@ void ApplySetting(const char *line) {
   } else if (MatchKeyword("EGTBPath", line)) {
     std::snprintf(TablebasePath, TB_PATH_SIZE, "%s", line + TokenStart[1]);
   } else if (MatchKeyword("OpeningsBook", line)) {
-    // Opens the book named by the rest of the line once books exist.
+    OpenBook(line + TokenStart[1]);
   } else if (MatchKeyword("BookLearningMode", line)) {
     if (MatchKeyword("discover", value))
       s.BookLearningMode = 1;

@@ -7,6 +7,7 @@
 #include "board/makemove.h"
 #include "board/movegen.h"
 #include "board/position.h"
+#include "book/book_file.h"
 #include "eval/pawn_hash.h"
 #include "search/hash.h"
 #include "shell/commands.h"
@@ -66,8 +67,9 @@ void SetOption() {
       InitTablebases(TablebasePath);
       s.TbPiecesInUse = s.TbMaxPieces;
     }
+  } else if (MatchKeyword("OpeningsBook", option)) {
+    if (hasValue && Tokens[4][0]) OpenBook(FromToken(4));
   }
-  // OpeningsBook opens the book named by the rest of the line once books exist.
 }
 
 void NewUciGame() {

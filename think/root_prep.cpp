@@ -5,6 +5,7 @@
 #include "board/attacks.h"
 #include "board/makemove.h"
 #include "board/movegen.h"
+#include "book/book_learning.h"
 #include "search/hash.h"
 #include "search/lazy_eval.h"
 #include "shell/settings.h"
@@ -18,8 +19,10 @@ void PrintResult(const char *text) {
   fflush(stdout);
 }
 
-// The book's learning counts a game ended by rule as a draw; no book is kept yet, so nothing is closed.
-void CloseBookGame() {}
+// The book's learning counts a game ended by rule, or by mate, as a draw.
+void CloseBookGame() {
+  if (BookGameOpen()) BookLearnGame(BOOK_DRAW);
+}
 
 // Capture, promotion, null move or pawn move: the position can't come back across it.
 bool IsIrreversible(u32 move) { return IsCaptureOrPromotion(move) || move == 0 || MovedPiece(move) == PAWN; }

@@ -4,6 +4,7 @@
 #include <cstdlib>
 
 #include "board/makemove.h"
+#include "book/book_choice.h"
 #include "search/depth_change.h"
 #include "search/hash.h"
 #include "search/lazy_eval.h"
@@ -169,8 +170,18 @@ i32 SearchRoot(int maxDepth, int useBook) {
   s.PendingBestMove = 0;
   if (!s.OwnBook) useBook = 0;
   StartSearch(maxDepth);
-  // The book is asked here once books exist.
-  (void)useBook;
+  if (useBook && s.BookLoaded && s.SearchMovesCount == 0 && s.TimeLeft != 999999999) {
+    if (const u32 move = BookChooseMove()) {
+      if (s.PonderActive) s.PonderMiss = 1, s.PonderReply = 0;  // the real move is picked up by the next think
+      MoveStack[0].Move = move;  // a pawn reaching the last rank already carries the queen
+      MoveStackTop = 2;
+      RootScore[0] = 0;
+      s.BookMovePlayed = 1;
+      s.Iteration = 1;
+      WaitWhilePondering();
+      return 0;
+    }
+  }
   PlyStack[0].MoveFlags = PlyStack[0].FollowUpMove = 0;
   Ply = 0;
   if (PrepareRoot()) return 1;

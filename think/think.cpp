@@ -1,10 +1,13 @@
 #include "think/think.h"
 
 #include <cstdio>
+#include <cstdlib>
 
 #include "board/makemove.h"
 #include "board/movegen.h"
 #include "board/position.h"
+#include "book/book_learning.h"
+#include "book/learn_file.h"
 #include "shell/engine.h"
 #include "shell/settings.h"
 #include "think/output.h"
@@ -117,7 +120,9 @@ Next SettleSearch() {
     fflush(stdout);
   }
   if (s.NewGameRequested) return Next::End;
-  // Book learning from a decided score comes here, before the move is made.
+  // A decided score settles the book game, before the move is made, with the engine to move.
+  if (BookGameOpen() && !s.BookMovePlayed && std::abs(score) > s.BookLearningBound)
+    BookLearnGame(score >= 0 ? BOOK_WIN : BOOK_LOSS);
   const u32 move = MoveStack[0].Move;
   char text[8];
   if (!s.UciPonder) {
@@ -135,7 +140,7 @@ Next SettleSearch() {
     TestResignation();
     printf("move %s\n", MoveText(text, move));
   }
-  // Position learning after the move comes here.
+  if (s.UseLearning) LearnAfterMove();
   fflush(stdout);
   return s.PonderingOn ? StartPondering() : Next::End;
 }

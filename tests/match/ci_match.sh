@@ -24,10 +24,12 @@ done
 
 work="$(mktemp -d)"
 trap 'rm -rf "$work"' EXIT
+# The engine runs beside a copy of values.txt, away from the shipped book that its learning would update.
+mkdir "$work/engine" && cp "$root/values.txt" "$work/engine/"
 openings=()
 [ -f "$shared/data/openings.epd" ] && openings=(--openings "$shared/data/openings.epd" --random-openings --seed 11)
 node "$runner/match.mjs" \
-  --engine cmd="$engine" name=quarvelle dir="$root" option.Hash=16 \
+  --engine cmd="$engine" name=quarvelle dir="$work/engine" option.Hash=16 \
   --engine cmd="$opponent" name="$(basename "$opponent")" option.Hash=16 \
   --games "$games" --tc "$tc" --concurrency 2 "${openings[@]}" \
   --pgn "$work/games.pgn" --json "$work/result.json" | tail -n 4

@@ -5,6 +5,7 @@
 #include "board/attacks.h"
 #include "board/board.h"
 #include "board/position.h"
+#include "book/book_keys.h"
 #include "search/hash.h"
 #include "shell/settings.h"
 
@@ -12,6 +13,7 @@ inline void InitEngineTables() {
   static const bool built = [] {
     SetFirstDefaults();
     InitRandomKeys();
+    InitBookKeys();
     InitAttackTables();
     SetSecondDefaults();
     AllocateTables();
