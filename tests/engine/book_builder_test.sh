@@ -51,6 +51,8 @@ grep -qF $'1 moves from current pos in book:\ng1f3 62% (not less than 4 game(s))
 out="$(printf 'easy\nnopost\ngo\ne7e5\nb8c6\nnew\nquit\n' | "$engine")"
 moves="$(grep '^move ' <<< "$out" | tr '\n' ' ')"
 [ "$moves" = "move e2e4 move g1f3 move f1b5 " ] || fail "book moves: $moves"
+# A book move has no line of thought, not even the final one that nopost keeps.
+if grep -qE '^[0-9]+ -?[0-9]+ [0-9]+ [0-9]+' <<< "$out"; then fail "thinking line after a book move: $out"; fi
 out="$(printf 'force\ne2e4\ne7e5\nbkm\ne2e4\nquit\n' | "$engine")"
 grep -qF $'g1f3 60% (not less than 5 game(s))' <<< "$out" || fail "learnt draw not in the file: $out"
 out="$(printf 'bkm\nquit\n' | "$engine")"
