@@ -64,8 +64,8 @@ def main():
     for kill in range(kills):
         proc = subprocess.Popen([engine], cwd=work, stdin=subprocess.PIPE, stdout=subprocess.PIPE,
                                 stderr=subprocess.DEVNULL, text=True, bufsize=1)
-        # Self-play: the engine plays the side to move after each of its moves, a new game every 60 plies, so
-        # that book learning and position learning both write while the kill may come.
+        # Self-play: the engine plays the side to move after each of its moves, a new game every 16 plies, mostly
+        # book moves learnt as a draw at each new game, so that the book is written while the kill may come.
         proc.stdin.write("xboard\neasy\nst 0.1\nnew\ngo\n")
         proc.stdin.flush()
         deadline = time.time() + rng.uniform(0.2, 4.0)
@@ -82,7 +82,7 @@ def main():
                 line, buffer = buffer.split("\n", 1)
                 if line.startswith("move ") or "{" in line:
                     plies += 1
-                    over = "{" in line or plies >= 60
+                    over = "{" in line or plies >= 16
                     proc.stdin.write("new\ngo\n" if over else "go\n")
                     proc.stdin.flush()
                     if over:
