@@ -3,7 +3,6 @@
 #include <cstring>
 #include <vector>
 
-#include "eval/bitbases.h"
 #include "eval/eval_tables.h"
 #include "eval/values.h"
 #include "eval/values_layout.h"
@@ -82,7 +81,6 @@ void LoadEvaluationTables() {
   BuildPruneStats();
   BuildEvaluationTables();
   BuildLateMoveCounts();
-  BuildBitbases();
   std::free(ImbalanceTable);
   std::free(ImbalancePawnTable);
   ImbalanceTable = ImbalancePawnTable = nullptr;
