@@ -21,6 +21,14 @@ constexpr i32 MatingEdge[64] = {
     90,  60, 50, 40, 40, 50, 60, 90,  90, 60, 50, 40, 40, 50, 60, 90, 93, 70, 60, 50, 50, 60, 70, 93,
     96,  80, 70, 60, 60, 70, 80, 96,  100, 96, 93, 90, 90, 93, 96, 100};
 
+// (v * f) >> 8, rounded toward zero so that a score and its colour-swapped image scale alike.
+i32 Scaled(i64 v, i64 f) { return i32(v < 0 ? -((-v * f) >> 8) : (v * f) >> 8); }
+
+u64 PawnHits(int side, u64 pawns) {
+  return side == WHITE ? ((pawns << 7) & ~FILE_H) | ((pawns << 9) & ~FILE_A)
+                       : ((pawns >> 9) & ~FILE_H) | ((pawns >> 7) & ~FILE_A);
+}
+
 int Distance(int a, int b) { return std::max(std::abs(FileOf(a) - FileOf(b)), std::abs(RankOf(a) - RankOf(b))); }
 
 // A side that cannot win by material alone; both such, or the side to move such while not ahead: a draw.
@@ -140,9 +148,9 @@ bool EdgeMate(i32 *score) {
     if (!(EdgeOpposition[king] >> (63 - b.KingSquare[enemy]) & 1)) continue;
     info.OtherSideKnown = 0;
     if (b.SideToMove != lone) continue;
-    const u64 ep = b.Pawns[enemy];
-    const u64 enemyPawnHits = enemy == WHITE ? ((ep << 7) & ~FILE_H) | ((ep << 9) & ~FILE_A)
-                                             : ((ep >> 9) & ~FILE_H) | ((ep >> 7) & ~FILE_A);
+    // A blocked pawn may still capture.
+    if (PawnHits(lone, pawns) & b.Pieces[enemy]) continue;
+    const u64 enemyPawnHits = PawnHits(enemy, b.Pawns[enemy]);
     auto attacked = [&](int sq, u64 occupied) {
       if (enemyPawnHits & Bit(sq)) return true;
       if (KnightAttacks[sq] & b.Knights[enemy]) return true;
@@ -154,7 +162,10 @@ bool EdgeMate(i32 *score) {
     for (u64 moves = KingAttacks[king] & ~KingAttacks[b.KingSquare[enemy]] & ~b.Pieces[lone]; moves && !canMove;)
       canMove = !attacked(PopLowest(moves), occupied);
     if (canMove) continue;
-    *score = attacked(king, b.Occupied) ? Ply - MATE_SCORE : 0;
+    const bool mated = attacked(king, b.Occupied);
+    // A mate counts its plies from the root, which the cache doesn't key.
+    if (mated) info.Cacheable = 0;
+    *score = mated ? Ply - MATE_SCORE : 0;
     return true;
   }
   return false;
@@ -240,7 +251,7 @@ void Scale(int n) {
   EvalInfo &info = thread_eval_info;
   const i32 f = EndingScale[n];
   info.FinalScore = ScaleBy(info.FinalScore, f);
-  info.ScoreSum = i32((i64(info.ScoreSum) * f) >> 8);
+  info.ScoreSum = Scaled(info.ScoreSum, f);
 }
 
 // Two pawns against one with no passer: the defender's king in front holds.
@@ -254,7 +265,7 @@ i32 ScaleTwoPlusOne(i32 v) {
   const u64 defenderKing = b.Kings[d];
   const bool inFront = (PassedMask[s][low] & defenderKing) && (PassedMask[s][high] & defenderKing);
   if ((Majors(WHITE) == 0 && Minors(WHITE) < 2) || (Majors(WHITE) && !Minors(WHITE))) {
-    if (b.PieceMaterial[WHITE] >= 1 && b.PieceMaterial[WHITE] <= 9 && inFront) return i32((i64(v) * EndingScale[13]) >> 8);
+    if (b.PieceMaterial[WHITE] >= 1 && b.PieceMaterial[WHITE] <= 9 && inFront) return Scaled(v, EndingScale[13]);
     return v;
   }
   if (Majors(WHITE) != Majors(BLACK)) return v;
@@ -268,7 +279,7 @@ i32 ScaleTwoPlusOne(i32 v) {
     const bool pawnNear = (KingAttacks[b.KingSquare[d]] & b.Pawns[d]) != 0;
     factor = bishop ? (pawnNear ? 8 : 9) : (pawnNear ? 11 : 12);
   }
-  return i32((i64(v) * EndingScale[factor]) >> 8);
+  return Scaled(v, EndingScale[factor]);
 }
 
 // The defending king stands in front of the pawn of the other side.
@@ -291,7 +302,7 @@ void ScaleOnePawn() {
     const bool stopped = Majors(WHITE) ? ahead : !ProbeRunner(s, pawn, b.KingSquare[s], b.KingSquare[d]);
     factor = b.Bishops[d] ? (stopped ? 2 : 1) : (stopped ? 4 : 3);
   }
-  info.FinalScore = i32((i64(info.FinalScore) * EndingScale[factor]) >> 8);
+  info.FinalScore = Scaled(info.FinalScore, EndingScale[factor]);
 }
 
 void ScaleRookPawnRook() {
@@ -349,7 +360,7 @@ void ScaleNoPawnLead(int leader) {
 i32 ScaleBy(i32 v, i32 f) {
   EvalInfo &info = thread_eval_info;
   info.ScaleTrace = i32((i64(info.ScaleTrace) * f) >> 8);
-  return i32((i64(v) * f) >> 8);
+  return Scaled(v, f);
 }
 
 bool RecogniseEnding(i32 *score) {
@@ -408,7 +419,7 @@ void AddLowForceTerms() {
     if (bf && highest(bf) < fw && lowest(wf) < fw) info.PackedScore -= PawnEndingKing;
   }
   if (fb > fw - s + 1) {
-    if (wf && lowest(wf) > fb && highest(bf) > fb && bf) info.PackedScore += PawnEndingKing;
+    if (wf && lowest(wf) > fb && highest(bf) > fb) info.PackedScore += PawnEndingKing;
   } else if (fb < fw - 1 + s) {
     if (wf && highest(wf) < fb && lowest(bf) < fb) info.PackedScore += PawnEndingKing;
   }
@@ -427,6 +438,9 @@ i32 PawnDuel() {
 void ScaleEnding() {
   const BoardRecord &b = thread_board;
   EvalInfo &info = thread_eval_info;
+  // The ladder picks its factors by the leader; the other side to move has the same ones only with the same sign.
+  const i32 otherSide = info.FinalScore - info.ScoreSum;
+  if ((otherSide > 0) != (info.FinalScore > 0) || (otherSide < 0) != (info.FinalScore < 0)) info.OtherSideKnown = 0;
   const int pawns = PopCount(b.AllPawns);
   if (pawns == 3) {
     info.OtherSideKnown = 0;

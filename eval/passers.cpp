@@ -62,17 +62,19 @@ int RaceLength(int p, i32 &packed) {
   const bool toMove = b.SideToMove == Us;
   const int startRank = Us == BLACK ? 6 : 1;
   int t = Us == BLACK ? RankOf(p) : 7 - RankOf(p);
+  // Every outcome of the race depends on who is to move.
+  info.OtherSideKnown = 0;
   bool out = (b.Kings[Them] & ahead) != 0;
   const u64 ownAhead = b.Pieces[Us] & ahead;
   if (!out && ownAhead) {
-    const u64 *square = Us == BLACK ? (toMove ? PawnSquareBlackTempo : PawnSquareBlack)
-                                    : (toMove ? PawnSquareWhiteTempo : PawnSquareWhite);
+    // The king catches the pawn from the larger square when it is the king's move.
+    const u64 *square = Us == BLACK ? (toMove ? PawnSquareBlack : PawnSquareBlackTempo)
+                                    : (toMove ? PawnSquareWhite : PawnSquareWhiteTempo);
     out = (square[p] & Bit(enemyKing)) != 0;
   } else if (!out) {
     out = !ProbeRunner(Us, p, ownKing, enemyKing, false);
   }
   if (out) {
-    info.OtherSideKnown = 0;
     const u64 blockedTheirs = b.Pawns[Them] & (Them == WHITE ? b.Occupied >> 8 : b.Occupied << 8);
     if (b.Pawns[Them] && !b.PawnEntry.PassedVector[Them == BLACK ? 0 : 1] && !(b.Pawns[Us] & ahead) &&
         blockedTheirs == b.Pawns[Them] && ProbePawnTable(KpkBitbase, Us, b.SideToMove, p, ownKing, enemyKing))
@@ -85,16 +87,16 @@ int RaceLength(int p, i32 &packed) {
     const bool edge = FileOf(p) == 0 || FileOf(p) == 7;
     const int limit = toMove ? 3 : 4;
     if (edge && (ownAhead & b.Kings[Us]) && std::abs(FileOf(ownKing) - FileOf(enemyKing)) < limit) return NO_RACE;
+    // The men in front cost a move each: the pawn races as if n ranks further back, the king to move.
     const int from = toMove ? (Us == BLACK ? p - 8 : p + 8) : p;
-    const int q = Us == BLACK ? from - 8 * n : from + 8 * n;
+    const int q = Us == BLACK ? from + 8 * n : from - 8 * n;
     if (q < 8 || q > 55) return NO_RACE;
     t += n;
-    const u64 *square = Us == BLACK ? PawnSquareBlack : PawnSquareWhite;
+    const u64 *square = Us == BLACK ? PawnSquareBlackTempo : PawnSquareWhiteTempo;
     if (square[q] & Bit(enemyKing)) return NO_RACE;
   } else if (PassedMask[Us][p] & Bit(enemyKing)) {
     t -= 1;
   }
-  info.OtherSideKnown = 0;
   return t;
 }
 
@@ -136,9 +138,12 @@ int WalkPassers(i32 &packed, i32 *sideOpening, i32 *sideEnding, int &best) {
   const bool onlyKnights = !noPieces && b.PieceMaterial[Them] == 3 * b.PieceCount[KNIGHT][Them];
   int length = NO_RACE;
   u8 seen = 0;
+  // Seen from its own side, each colour walks up the board from file a to h: White's set is read rank-mirrored.
+  constexpr int flip = Us == BLACK ? 0 : 56;
   u64 passers = info.PassedPawns[Us] & ~RANK_1 & ~RANK_8;
+  if (Us == WHITE) passers = __builtin_bswap64(passers);
   while (passers) {
-    const int p = Us == BLACK ? PopLowest(passers) : PopHighest(passers);
+    const int p = PopLowest(passers) ^ flip;
     if (seen & (1 << FileOf(p))) continue;
     seen |= u8(1 << FileOf(p));
     ScorePassedPawn<Us>(p, sideOpening, sideEnding);
