@@ -31,16 +31,17 @@ i32 FileTest(int file, i32 open, i32 halfOpen) {
   return (own & RankMask(third)) ? 1 : 2;
 }
 
+// Could the piece of Us on `from` go to `target` without losing the exchange, whoever is to move?
+template <int Us>
+int AttackIsSafe(int target, int from) {
+  const BoardRecord &b = thread_board;
+  return ExchangeHoldsFor<Us>(target, from, b.Board[from], b.Board[target], 0);
+}
+
 inline int MinorsOf(const BoardRecord &b, int side) { return b.PieceCount[KNIGHT][side] + b.PieceCount[BISHOP][side]; }
 
 }  // namespace
 
-int AttackIsSafe(int target, int from) {
-  const BoardRecord &b = thread_board;
-  const int moved = b.Board[from], captured = b.Board[target];
-  return (b.Pieces[WHITE] & Bit(from)) ? ExchangeHoldsFor<WHITE>(target, from, moved, captured, 0)
-                                       : ExchangeHoldsFor<BLACK>(target, from, moved, captured, 0);
-}
 
 template <int Us>
 i32 EvaluateShelter() {
@@ -103,7 +104,7 @@ void GatherAttackData(int from, u64 attacks) {
   if (!zone) {
     for (u64 set = attacks & checks; set;) {
       const int sq = PopLowest(set);
-      if (AttackIsSafe(sq, from)) {
+      if (AttackIsSafe<Us>(sq, from)) {
         info.danger[Us] += safeCheck;
         info.Attackers[Us] += attacker;
         break;
@@ -111,9 +112,10 @@ void GatherAttackData(int from, u64 attacks) {
     }
   } else {
     info.Attackers[Us] += attacker;
-    for (u64 set = zone & ~b.Pieces[Us]; set;) {
+    // A square already hit safely by another piece needs no second exchange test.
+    for (u64 set = zone & ~b.Pieces[Us] & ~info.ZoneHits[Them]; set;) {
       const int sq = PopLowest(set);
-      if (AttackIsSafe(sq, from)) info.ZoneHits[Them] |= Bit(sq);
+      if (AttackIsSafe<Us>(sq, from)) info.ZoneHits[Them] |= Bit(sq);
     }
   }
   if constexpr (Piece == ROOK || Piece == QUEEN) {

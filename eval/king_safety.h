@@ -6,9 +6,6 @@
 template <int Us>
 i32 EvaluateShelter();
 
-// Could the piece on `from` go to `target` without losing the exchange, for its owner, whoever is to move?
-int AttackIsSafe(int target, int from);
-
 // Attack data of one piece of Us of kind Piece on `from`, with attack set `attacks`, against the enemy king.
 template <int Us, int Piece>
 void GatherAttackData(int from, u64 attacks);
