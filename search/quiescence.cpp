@@ -156,9 +156,11 @@ int QuiescenceFor(int alpha, int beta, int depth, int nodeType) {
   Settings.Nodes++;
   Settings.TimeCheckCountdown--;
 
+  node.BestMove = 0;
+  // Captures that check and their evasions can outlast the tree's own limits.
+  if (BeyondTheStacks()) return EvaluateLazilyFor<Us>(node.Attacks);
   const int inCheck = node.InCheck;
   int best = -MATE_SCORE;
-  node.BestMove = 0;
   const int floor = Ply - (MATE_SCORE - 2) - 2 * inCheck;
   if (floor > -MATE_SCORE) {
     best = floor;

@@ -12,6 +12,7 @@
 #include "search/search_limits.h"
 #include "search/search_node.h"
 #include "shell/settings.h"
+#include "tablebase/tablebase.h"
 #include "think/time_control.h"
 
 i32 SingularActive;
@@ -19,11 +20,6 @@ i32 SingularActive;
 namespace {
 
 constexpr int NEAR_ALPHA_MARGIN = 90;
-// Ply of the deepest node that still gets a full search: children use Ply + 1 and the move loop
-// writes InCheck of Ply + 1, so the last two records stay free.
-constexpr int LAST_SEARCH_PLY = PLY_STACK_SIZE - 2;
-// A node needs room for its lists and those of its children.
-constexpr int MOVE_STACK_RESERVE = 14000;
 
 bool OnEdge(int square) {
   const int file = FileOf(square), rank = RankOf(square);
@@ -64,9 +60,7 @@ int SearchNodeFor(int alpha, int beta, int depth, int allowNull, int nodeType) {
   PlyRecord &node = PlyStack[ply];
   const int inCheck = node.InCheck;
 
-  // The root's iteration limits keep the tree inside the stacks; this only stops a runaway line
-  // from writing past them, at the price of a static score.
-  if (ply >= LAST_SEARCH_PLY || MoveStackTop >= MOVE_STACK_RESERVE) {
+  if (BeyondTheStacks()) {
     node.BestMove = 0;
     return EvaluateLazilyFor<Us>(node.Attacks);
   }
@@ -129,7 +123,17 @@ int SearchNodeFor(int alpha, int beta, int depth, int allowNull, int nodeType) {
   const int trySingular =
       depth >= 32 && SingularKnown && SingularDepth >= depth - 12 && !SingularActive && nodeType != NODE_ALL;
   const int singularScore = SingularScore;
-  // Tablebases: the WDL probe comes here once the tablebase subsystem exists.
+  if (!Settings.SkipTbProbes && b.PieceTotal <= Settings.TbPiecesInUse && b.ReversibleMoves == 0 &&
+      b.CastlingFlags == 0 && ply < PLY_STACK_SIZE - TB_PLY_RESERVE) {
+    i32 success;
+    const i32 r = ProbeWdl(success);
+    if (success) {
+      Settings.TbHits++;
+      const int value = r < -1 ? ply - TB_WIN_SCORE : r > 1 ? TB_WIN_SCORE - ply : 2 * r;
+      StoreHash(depth + 24, hashMove, value, HASH_EXACT, 0, nodeFlags, 0);
+      return value;
+    }
+  }
   // Learning: the position-learning lookup comes here once the learning file exists.
 
   // Static evaluation.

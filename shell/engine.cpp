@@ -14,6 +14,7 @@
 #include "search/statistics.h"
 #include "shell/settings.h"
 #include "shell/settings_file.h"
+#include "tablebase/tablebase.h"
 
 namespace {
 
@@ -57,6 +58,7 @@ void StartEngine() {
   PrintConfiguration();
   Settings.PostThinking = 1;
   Settings.TimeLeft = -1;
+  if (Settings.UseEGTB) InitTablebases(TablebasePath);
   Settings.TbPiecesInUse = Settings.UseEGTB ? Settings.TbMaxPieces : 0;
   NewGame();
 }
@@ -92,5 +94,6 @@ void RunOuterLoop() {
 void quit(int code) {
   fflush(stdout);
   ReleaseTables();
+  FreeTablebases();
   std::exit(code);
 }

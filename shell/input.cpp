@@ -73,6 +73,12 @@ i32 InputPending() {
   return available > 0 ? available : 1;
 }
 
+void AwaitInput() {
+  if (HasLineEnd()) return;
+  pollfd descriptor = {STDIN_FILENO, POLLIN, 0};
+  poll(&descriptor, 1, -1);
+}
+
 bool TakeLine(char *out) {
   char *end = std::strchr(InputBuffer, '\n');
   if (!end) return false;

@@ -13,6 +13,8 @@ i32 InputPending();
 // 1 when a line was copied to `out` (INPUT_BUFFER_SIZE bytes), 0 if none was ready without blocking,
 // -1 at the end of the stream.
 i32 ReadLine(bool blocking, char *out);
+// Waits until input arrives, unless a whole line is already there.
+void AwaitInput();
 // Moves the first line of InputBuffer into `out`; false if no whole line is there.
 bool TakeLine(char *out);
 // One character of input for the board editor, waiting for it; -1 at the end of the stream.

@@ -157,6 +157,15 @@ u32 FindLegalReply(u32 move) {
 }
 
 void PollInput() {
-  while (ReadLine(false, PollLine) == 1)
+  for (;;) {
+    const i32 read = ReadLine(false, PollLine);
+    if (read == 0) return;
+    if (read < 0) {
+      // The GUI has gone: the search ends as on a stop, and the interpreter then meets the end of the input.
+      DropPonder();
+      Settings.UciPonder = 0;
+      return StopSearch();
+    }
     if (!ServeLine(PollLine)) return;
+  }
 }

@@ -84,6 +84,7 @@ struct SettingsRecord {
   i32 RootMaterial;
   i32 RootFailLow;
   i32 EasyMove;
+  i32 InputHeld;  // a benchmark leaves the input waiting until it ends
   u16 HashAge;
 };
 

@@ -12,6 +12,7 @@
 #include "shell/commands.h"
 #include "shell/engine.h"
 #include "shell/settings.h"
+#include "tablebase/tablebase.h"
 
 namespace {
 
@@ -62,6 +63,7 @@ void SetOption() {
   } else if (MatchKeyword("SyzygyPath", option)) {
     if (hasValue && s.UseEGTB && Tokens[4][0]) {
       std::snprintf(TablebasePath, TB_PATH_SIZE, "%s", FromToken(4));
+      InitTablebases(TablebasePath);
       s.TbPiecesInUse = s.TbMaxPieces;
     }
   }

@@ -11,10 +11,12 @@
 #include "search/quiescence.h"
 #include "search/search.h"
 #include "shell/nps_info.h"
+#include "shell/input.h"
 #include "shell/poll_input.h"
 #include "shell/settings.h"
 #include "think/output.h"
 #include "think/root_prep.h"
+#include "think/root_tablebase.h"
 #include "think/time_control.h"
 
 namespace {
@@ -34,7 +36,20 @@ constexpr int BOUND_UPPER = 1, BOUND_LOWER = 2, BOUND_NONE = 3;
 // A pondering GUI gets its answer only when it says so: the search waits for the word.
 void WaitWhilePondering() {
   SettingsRecord &s = Settings;
-  while ((s.PonderActive || s.UciPonder) && !thread_board.SearchStopped) PollInput();
+  while ((s.PonderActive || s.UciPonder) && !thread_board.SearchStopped) {
+    AwaitInput();
+    PollInput();
+  }
+}
+
+// A root of one move, unless it was the one move asked for, is played without a search; a ponder on it
+// waits all the same.
+bool NothingToSearch() {
+  SettingsRecord &s = Settings;
+  if (MoveStackTop >= 2 || (s.SearchMovesCount == 1 && MoveStackTop == 1)) return false;
+  if (s.PonderActive || s.UciPonder) s.PonderMiss = 1, s.PonderReply = 0;
+  WaitWhilePondering();
+  return true;
 }
 
 void ShowLine(int bound) {
@@ -159,15 +174,9 @@ i32 SearchRoot(int maxDepth, int useBook) {
   PlyStack[0].MoveFlags = PlyStack[0].FollowUpMove = 0;
   Ply = 0;
   if (PrepareRoot()) return 1;
-  // Tablebases at the root join here; until then the tree doesn't probe them either.
-  s.RootInTablebase = 0;
-  s.SkipTbProbes = 1;
+  ProbeRootTablebases();
   s.RootMoveCount = MoveStackTop;
-  if (MoveStackTop < 2 && !(s.SearchMovesCount == 1 && MoveStackTop == 1)) {
-    if (s.PonderActive || s.UciPonder) s.PonderMiss = 1, s.PonderReply = 0;
-    WaitWhilePondering();
-    return 0;
-  }
+  if (NothingToSearch()) return 0;
   s.EasyMove = 1;
   const i32 rootEval = EvaluateLazily(PlyStack[0].Attacks);
   PlyStack[0].StaticEval = rootEval;
@@ -296,7 +305,11 @@ i32 SearchRoot(int maxDepth, int useBook) {
     if (i >= 4 && best != previousBest) s.EasyMove = 0;
     mateLimit--;
     previousBest = best;
-    if (i + 1 >= maxDepth) return 0;
+    // A ponder search that reaches its depth still owes the GUI its wait for the opponent's move.
+    if (i + 1 >= maxDepth) {
+      WaitWhilePondering();
+      return 0;
+    }
   }
 }
 
@@ -308,10 +321,9 @@ i32 SearchRootMultiPV(int maxDepth) {
   PlyStack[0].MoveFlags = PlyStack[0].FollowUpMove = 0;
   Ply = 0;
   if (PrepareRoot()) return 1;
-  s.RootInTablebase = 0;
-  s.SkipTbProbes = 1;
+  ProbeRootTablebases();
   s.RootMoveCount = MoveStackTop;
-  if (MoveStackTop < 2 && !(s.SearchMovesCount == 1 && MoveStackTop == 1)) return 0;
+  if (NothingToSearch()) return 0;
   const i32 rootEval = EvaluateLazily(PlyStack[0].Attacks);
   PlyStack[0].StaticEval = rootEval;
   Ply = 1;
@@ -361,7 +373,10 @@ i32 SearchRootMultiPV(int maxDepth) {
       PrintMultiPvInfo(k, 3);
       s.RootMoveIndex = k + 1;
     }
-    if (i + 1 >= maxDepth) return 0;
+    if (i + 1 >= maxDepth) {
+      WaitWhilePondering();
+      return 0;
+    }
     s.Iteration = i + 1;
     s.SelDepth++;
     if (i + 1 == MAX_ITERATIONS) {

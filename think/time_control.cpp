@@ -88,7 +88,7 @@ bool PlanSpent(i64 elapsed, int atIterationStart, int shortened) {
 bool TimeUp(int atIterationStart, int shortened) {
   SettingsRecord &s = Settings;
   // InputPending also reports a whole line already waiting in InputBuffer.
-  if (InputPending()) {
+  if (!s.InputHeld && InputPending()) {
     s.TimeCheckCountdown = s.TimeCheckInterval;
     PollInput();
     if (thread_board.SearchStopped) return true;

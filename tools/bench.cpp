@@ -58,7 +58,7 @@ constexpr int BENCH_ITERATIONS = 9;
 
 }  // namespace
 
-void RunBench() {
+SettingsRecord QuietFixedDepthSettings() {
   SettingsRecord &s = Settings;
   const SettingsRecord saved = s;
   s.UciMode = 0;
@@ -66,26 +66,36 @@ void RunBench() {
   s.TimeLeft = -1;
   s.MultiPV = 1;
   s.MateLimit = 0;
+  s.NodeLimit = 0;
   s.SearchMovesCount = 0;
   s.UciPonder = s.PonderActive = 0;
+  s.InputHeld = 1;
+  return saved;
+}
+
+i64 SearchFromClearedTables(const char *fen, int iterations) {
+  SettingsRecord &s = Settings;
+  ClearHash();
+  ClearPawnHash();
+  ClearEvalCache();
+  ClearOrderingStatistics();
+  ClearKillers();
+  LoadFen(fen);
+  s.SearchStartTime = ClockCentiseconds();
+  thread_board.SearchStopped = 0;
+  s.SearchDepthLimit = iterations;
+  SearchRoot(AllocateTime(), 0);
+  return s.Nodes;
+}
+
+void RunBench() {
+  const SettingsRecord saved = QuietFixedDepthSettings();
   i64 nodes = 0;
   const auto start = std::chrono::steady_clock::now();
-  for (const char *fen : BenchPositions) {
-    ClearHash();
-    ClearPawnHash();
-    ClearEvalCache();
-    ClearOrderingStatistics();
-    ClearKillers();
-    LoadFen(fen);
-    s.SearchStartTime = ClockCentiseconds();
-    thread_board.SearchStopped = 0;
-    s.SearchDepthLimit = BENCH_ITERATIONS;
-    SearchRoot(AllocateTime(), 0);
-    nodes += s.Nodes;
-  }
+  for (const char *fen : BenchPositions) nodes += SearchFromClearedTables(fen, BENCH_ITERATIONS);
   const std::chrono::duration<double> seconds = std::chrono::steady_clock::now() - start;
   const i64 nps = seconds.count() > 0 ? i64(double(nodes) / seconds.count()) : 0;
-  s = saved;
+  Settings = saved;
   printf("%lld nodes %lld nps\n", static_cast<long long>(nodes), static_cast<long long>(nps));
   fflush(stdout);
 }

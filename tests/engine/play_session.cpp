@@ -66,6 +66,98 @@ void CheckXboardMove(const std::string &binary) {
   Expect(engine.Wait().Clean(), group, "quit ends the engine cleanly");
 }
 
+// Positions a GUI may send that the search must survive: each go still gets its one bestmove, "0000" when
+// there is nothing to play.
+void CheckHardPositions(const std::string &binary) {
+  const std::string group = "hard-positions";
+  EngineSession engine(binary);
+  std::string knightDance;
+  for (int i = 0; i < 300; i++) knightDance += " g1f3 g8f6 f3g1 f6g8";
+  const std::pair<std::string, std::string> cases[] = {
+      {"position fen 7k/6Q1/6K1/8/8/8/8/8 b - - 0 1\ngo depth 5\n", "bestmove 0000"},  // mated
+      {"position fen 7k/8/6QK/8/8/8/8/8 b - - 0 1\ngo depth 5\n", "bestmove 0000"},   // stalemate
+      {"position fen 8/8/8/4k3/8/8/8/4K3 w - - 0 1\ngo depth 60\n", "bestmove e1"},     // bare kings
+      {"position fen 4k3/4R3/8/8/8/8/8/5K2 w - - 0 1\ngo depth 6\n", "bestmove "},      // the side not to move in check
+      {"position startpos moves" + knightDance + "\ngo depth 6\n", "bestmove "},       // 1200 plies
+      {"position fen 6k1/5ppp/8/8/8/8/8/R5K1 w - - 0 1\ngo depth 20\n", "bestmove a1a8"},
+      {"setoption name Hash value 0\nposition startpos\ngo depth 7\n", "bestmove "},     // no table
+      {"setoption name Hash value 1\nposition startpos\ngo depth 7\n", "bestmove "},
+  };
+  engine.Send("uci\n");
+  for (const auto &[commands, answer] : cases) {
+    engine.Send(commands);
+    std::string last;
+    const int count = [&] {
+      engine.Send("isready\n");
+      return CountUntil(engine, "readyok", "bestmove", &last);
+    }();
+    // isready is answered during a search too: wait for the bestmove if it has not come yet.
+    if (count == 0) {
+      auto best = engine.ReadUntil("bestmove", nullptr, 120);
+      last = best.value_or("");
+    }
+    Expect(last.starts_with(answer), group, commands + " answered by " + answer + ", got: " + last);
+    engine.Send("isready\n");
+    Expect(CountUntil(engine, "readyok", "bestmove", &last) == 0, group, "no second bestmove after " + commands);
+  }
+  engine.Send("quit\n");
+  Expect(engine.Wait().Clean(), group, "quit ends the engine cleanly");
+}
+
+// The board field of a FEN with the piece on `from` moved to `to` ("d5", "b3").
+std::string MovePiece(const std::string &board, const std::string &from, const std::string &to) {
+  std::string squares;  // a8..h8, a7..h7, ..., a1..h1
+  for (char c : board)
+    if (c >= '1' && c <= '8') squares.append(size_t(c - '0'), '.');
+    else if (c != '/') squares += c;
+  const auto index = [](const std::string &sq) { return size_t(('8' - sq[1]) * 8 + (sq[0] - 'a')); };
+  squares[index(to)] = squares[index(from)];
+  squares[index(from)] = '.';
+  std::string fen;
+  for (size_t rank = 0; rank < 8; rank++) {
+    int empty = 0;
+    for (size_t file = 0; file < 8; file++) {
+      const char c = squares[rank * 8 + file];
+      if (c == '.') {
+        empty++;
+        continue;
+      }
+      if (empty) fen += char('0' + empty), empty = 0;
+      fen += c;
+    }
+    if (empty) fen += char('0' + empty);
+    if (rank < 7) fen += '/';
+  }
+  return fen;
+}
+
+// White, a rook up, retreats the queen that the rook attacks. Where it goes without a history, it mustn't
+// go once the game has been there before with the same side to move: that square is now a draw.
+void CheckRepetitionAvoided(const std::string &binary) {
+  const std::string group = "repetition";
+  const auto bestAndScore = [&](const std::string &position) {
+    EngineSession engine(binary);
+    engine.Send("uci\n" + position + "\ngo depth 10\n");
+    std::string last;
+    CountUntil(engine, "bestmove", "info depth 10 ", &last);
+    engine.Send("quit\n");
+    engine.Wait();
+    const size_t cp = last.find("score cp "), pv = last.find(" pv ");
+    if (cp == std::string::npos || pv == std::string::npos) return std::make_pair(std::string("none"), 0);
+    return std::make_pair(last.substr(pv + 4, 4), std::stoi(last.substr(cp + 9)));
+  };
+  const std::string board = "3r2k1/pp3ppp/2n5/3Q4/8/8/PP3PPP/R5K1";
+  const auto [retreat, score] = bestAndScore("position fen " + board + " w - - 0 1");
+  Expect(retreat.starts_with("d5") && score > 300, group, "a queen retreat keeps the win, got " + retreat);
+  if (!retreat.starts_with("d5")) return;
+  const std::string square = retreat.substr(2);
+  // The game began with the queen on that square, black to move: Rd8-e8, Q back to d5, Re8-d8.
+  const auto [again, scoreAgain] = bestAndScore("position fen " + MovePiece(board, "d5", square) +
+                                                " b - - 0 1 moves d8e8 " + square + "d5 e8d8");
+  Expect(again != retreat, group, retreat + " repeats the position after move one: avoided");
+  Expect(scoreAgain > 300, group, "the win is kept: cp " + std::to_string(scoreAgain));
+}
+
 // With three variations asked for, each report lists the three best moves, the best first.
 void CheckMultiPv(const std::string &binary) {
   const std::string group = "multipv";
@@ -116,7 +208,8 @@ int main(int argc, char **argv) {
     return 2;
   }
   const std::vector<std::pair<std::string, std::function<void(const std::string &)>>> groups = {
-      {"uci-go", CheckUciGo}, {"xboard", CheckXboardMove}, {"multipv", CheckMultiPv}, {"bench", CheckBenchRepeats}};
+      {"uci-go", CheckUciGo}, {"xboard", CheckXboardMove}, {"multipv", CheckMultiPv}, {"hard-positions", CheckHardPositions},
+      {"repetition", CheckRepetitionAvoided}, {"bench", CheckBenchRepeats}};
   for (const auto &[name, run] : groups)
     if (argc < 3 || name == argv[2]) run(argv[1]);
   std::printf("%s\n", Failures ? "FAILED" : "passed");

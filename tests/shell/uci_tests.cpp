@@ -148,8 +148,9 @@ void UciGo(Context &context) {
       words.push_back(line.substr(start, end - start));
       start = end + 1;
     }
+    // "0000" when no move is left: the searchmoves of White offered to Black.
     return (words.size() == 2 || (words.size() == 4 && words[2] == "ponder" && IsCoordinateMove(words[3]))) &&
-           words[0] == "bestmove" && IsCoordinateMove(words[1]);
+           words[0] == "bestmove" && (IsCoordinateMove(words[1]) || line == "bestmove 0000");
   };
   // Each "go" is followed by "isready", which a search answers too, and "stop", which ends a search if one runs.
   for (const std::string go :

@@ -304,7 +304,7 @@ TEST_F(HashTest, EntriesStartingAtTheLastIndexStayInTheBlock) {
   EXPECT_EQ(HashMoveOfPosition(), 9u);
 }
 
-TEST_F(HashTest, SizesZeroOneMegabyteAndBack) {
+TEST_F(HashTest, SizesZeroOneAndAThousandMegabytesAndBack) {
   ResizeHash(0);
   EXPECT_EQ(Settings.TranspositionSize, 0);
   StoreHash(4, SomeMove, 10, HASH_EXACT, 0, NO_QUIET_CHECKS, 0);
@@ -327,6 +327,18 @@ TEST_F(HashTest, SizesZeroOneMegabyteAndBack) {
   for (int p = 0; p < 5; p++) {
     LoadFen(Positions[p]);
     EXPECT_EQ(Probe(4, -1000, 1000).score, 10 * p);
+  }
+
+  // The largest size offered, indexed by remainder like every size but the default.
+  ResizeHash(1024);
+  EXPECT_EQ(Settings.TranspositionSize, (i64(1024) << 20) / 26);
+  for (int p = 0; p < 5; p++) {
+    LoadFen(Positions[p]);
+    StoreHash(4, u32(p + 1), 10 * p, HASH_EXACT, 0, 0, 0);
+  }
+  for (int p = 0; p < 5; p++) {
+    LoadFen(Positions[p]);
+    EXPECT_EQ(HashMoveOfPosition(), u32(p + 1));
   }
 
   ResizeHash(DEFAULT_MEGABYTES);

@@ -11,6 +11,7 @@
 #include "shell/poll_input.h"
 #include "shell/settings.h"
 #include "tests/unit/engine_fixture.h"
+#include "tests/unit/open_input.h"
 #include "think/time_control.h"
 
 namespace {
@@ -54,6 +55,7 @@ class PollInputTest : public EngineTest {
   static u32 Move(const char *text) { return FindLegalReply(ParseMoveText(text)); }
 
   SettingsRecord saved;
+  OpenEmptyInput input;
 };
 
 TEST_F(PollInputTest, StopCommandsEndTheSearchAndDropThePonder) {

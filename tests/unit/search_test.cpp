@@ -9,8 +9,10 @@
 #include "eval/material.h"
 #include "search/depth_change.h"
 #include "search/lazy_eval.h"
+#include "search/quiescence.h"
 #include "search/statistics.h"
 #include "tests/unit/move_list.h"
+#include "tools/bench.h"
 
 using namespace movetest;
 
@@ -272,6 +274,41 @@ TEST_F(SearchTest, NodeAtTheEndOfThePlyStackReturnsTheEvaluation) {
   EXPECT_EQ(Run(4), eval);
   EXPECT_EQ(Settings.Nodes, nodes);
   EXPECT_EQ(MoveStackTop, 0);
+}
+
+TEST_F(SearchTest, QuiescenceAtTheEndOfEitherStackReturnsTheEvaluation) {
+  Load("4k3/8/8/3q4/8/8/3R4/4K3 w - - 0 1");
+  u64 attacks[2];
+  const int eval = EvaluateLazily(attacks);
+  Ply = PLY_STACK_SIZE - 2;
+  EXPECT_EQ(Quiescence(-MATE_SCORE, MATE_SCORE, 0, NODE_PV), eval);
+  Ply = 1;
+  MoveStackTop = 14000;
+  EXPECT_EQ(Quiescence(-MATE_SCORE, MATE_SCORE, 0, NODE_PV), eval);
+  EXPECT_EQ(MoveStackTop, 14000);
+  MoveStackTop = 0;
+}
+
+// Long checking sequences, floods of promotions and captures, and the widest move list: deep iterations
+// stay inside PlyStack and MoveStack (the sanitizer build watches every write) and leave them as found.
+TEST_F(SearchTest, CheckingLinesAndCaptureFloodsStayInsideTheStacks) {
+  const char *const positions[] = {
+      "R6R/3Q4/1Q4Q1/4Q3/2Q4Q/Q4Q2/pp1Q4/kBNN1KB1 w - - 0 1",  // 218 moves
+      "n1n5/PPPk4/8/8/8/8/4Kppp/5N1N b - - 0 1",                // promotions on both wings
+      "Q6k/8/8/8/8/8/8/q6K w - - 0 1",                          // checks for either side on every move
+      "1q4k1/5ppp/8/8/8/8/5PPP/1Q4K1 w - - 0 1",                // back ranks open to checks
+      "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1",
+  };
+  const SettingsRecord saved = QuietFixedDepthSettings();
+  for (const char *fen : positions) {
+    SCOPED_TRACE(fen);
+    Settings.NodeLimit = 200000;
+    SearchFromClearedTables(fen, 40);
+    EXPECT_LT(Settings.SelDepth, PLY_STACK_SIZE - 1);
+    EXPECT_EQ(CurrentFen(), fen);
+    EXPECT_EQ(GameHistoryCount, 0);
+  }
+  Settings = saved;
 }
 
 // With quiet moves futile only checks are generated; an empty list then is no stalemate.

@@ -9,6 +9,7 @@
 #include "shell/input.h"
 #include "shell/settings.h"
 #include "tests/unit/engine_fixture.h"
+#include "tests/unit/open_input.h"
 #include "think/time_control.h"
 
 namespace {
@@ -179,6 +180,7 @@ class TimeUpTest : public PlanTest {
     // Far beyond any plan: these tests never depend on how fast they run.
     s.SearchStartTime = ClockCentiseconds() - 100000;
   }
+  OpenEmptyInput input;
 };
 
 TEST_F(TimeUpTest, PonderingFixedDepthAndAnalysisNeverStopOnTime) {
