@@ -1,4 +1,4 @@
-// Endgame knowledge, king safety, piece terms and passers: bitbases against independent answers, known endings
+// Endgame knowledge, king safety, piece terms and passers: bitbases against Syzygy and a forward search, known endings
 // by score bands, and the evaluation over odd random positions.
 #include <gtest/gtest.h>
 
@@ -10,6 +10,7 @@
 #include "eval/eval.h"
 #include "eval/eval_tables.h"
 #include "shell/settings.h"
+#include "tests/unit/tablebase_support.h"
 #include "tests/unit/move_list.h"
 #include "tests/unit/values_loading.h"
 
@@ -34,6 +35,8 @@ class EndgameTest : public EngineTest {
   }
 };
 
+int KingDistance(int a, int b) { return std::max(std::abs(FileOf(a) - FileOf(b)), std::abs(RankOf(a) - RankOf(b))); }
+
 // A FEN of white king, white pawn and black king, with stm 0 for White to move.
 std::string KpkFen(int stm, int pawn, int wk, int bk) {
   char board[64];
@@ -57,13 +60,6 @@ std::string KpkFen(int stm, int pawn, int wk, int bk) {
   return fen + (stm ? " b - - 0 1" : " w - - 0 1");
 }
 
-// The K+P against K bitbase against the Syzygy table KPvK, read by our own prober.
-TEST_F(EndgameTest, KpkBitbaseAgreesWithSyzygyEverywhere) {
-  GTEST_SKIP() << "needs the Syzygy prober of the tablebase branch, which this branch doesn't have yet";
-}
-
-int KingDistance(int a, int b) { return std::max(std::abs(FileOf(a) - FileOf(b)), std::abs(RankOf(a) - RankOf(b))); }
-
 // Does the white pawn queen by force when it alone moves? A plain forward search over the squares, written
 // apart from the bitbase's backward sweep.
 bool PawnPromotes(bool whiteToMove, int pawn, int wk, int bk) {
@@ -85,6 +81,36 @@ bool PawnPromotes(bool whiteToMove, int pawn, int wk, int bk) {
     if (!PawnPromotes(true, pawn, wk, to)) return false;
   }
   return anyMove;
+}
+
+// Every position of the K+P against K bitbase against the Syzygy table KPvK, read by our own prober from the copy
+// kept in the repository: the pawn's side wins exactly where the table says so.
+TEST_F(EndgameTest, KpkBitbaseAgreesWithSyzygyEverywhere) {
+  testing::internal::CaptureStdout();
+  InitTablebases(TinySyzygyDir().c_str());
+  testing::internal::GetCapturedStdout();
+  int compared = 0, wins = 0, differences = 0;
+  for (int stm = 0; stm < 2; stm++)
+    for (int pawn = 8; pawn < 56; pawn++)
+      for (int wk = 0; wk < 64; wk++)
+        for (int bk = 0; bk < 64; bk++) {
+          if (pawn == wk || pawn == bk || KingDistance(wk, bk) < 2) continue;
+          if (stm == 0 && (PawnAttacks[WHITE][pawn] & Bit(bk))) continue;
+          const std::string fen = KpkFen(stm, pawn, wk, bk);
+          SetUpProbe(fen.c_str());
+          i32 success = 0;
+          const i32 wdl = ProbeWdl(success);
+          ASSERT_TRUE(success) << fen;
+          const bool win = stm == 0 ? wdl > 0 : wdl < 0;
+          compared++;
+          wins += win;
+          if (BitbaseBit(KpkBitbase, BitbaseIndex(stm, pawn, wk, bk)) != win && differences++ < 5)
+            ADD_FAILURE() << fen << ": Syzygy says " << wdl << " for the side to move";
+        }
+  FreeTablebases();
+  EXPECT_GT(compared, 300000);
+  EXPECT_GT(wins, 100000);
+  EXPECT_EQ(differences, 0);
 }
 
 TEST_F(EndgameTest, RunnersReallyPromoteAndOthersDoNot) {
