@@ -72,7 +72,9 @@ void CheckUciPonder(const std::string &binary) {
 void CheckDuringSearch(const std::string &binary) {
   const std::string group = "during-search";
   EngineSession engine(binary);
-  engine.Send("uci\nposition startpos moves e2e4\ngo infinite\n");
+  engine.Send("uci\n");
+  engine.ReadUntil("uciok");
+  engine.Send("position startpos moves e2e4\ngo infinite\n");
   engine.Send("isready\n");
   std::string skipped;
   Expect(engine.ReadUntil("readyok", &skipped, 2).has_value() && skipped.find("bestmove") == std::string::npos,
