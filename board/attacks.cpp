@@ -1,4 +1,5 @@
 #include "board/attacks.h"
+#include "eval/bitbases.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -315,6 +316,8 @@ void InitAttackTables() {
   BuildPieceSquareTables();
   InitKnightDistance();
   InitKnightStopsPawn();
+  // The endgame bitbases are solved over these tables.
+  BuildBitbases();
 }
 
 void SetDefaultKingDangerPattern() {

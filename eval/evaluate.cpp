@@ -9,7 +9,10 @@
 #include "eval/eval_tables.h"
 #include "eval/evaluate_steps.h"
 #include "eval/material.h"
+#include "eval/king_safety.h"
+#include "eval/passers.h"
 #include "eval/pawns.h"
+#include "eval/pieces.h"
 
 EvalInfo thread_eval_info;
 
@@ -98,29 +101,6 @@ void FillCheckSquares() {
     info.QueenChecks[side] = info.RookChecks[side] | info.BishopChecks[side];
     info.KnightChecks[side] = KnightAttacks[king] & free;
   }
-}
-
-// Attack sets of one piece kind for both sides, Black first: they feed the piece terms and the search.
-template <int Piece>
-void GatherAttacks(u64 (&reach)[2]) {
-  const BoardRecord &b = thread_board;
-  EvalInfo &info = thread_eval_info;
-  for (int side : {BLACK, WHITE})
-    for (u64 pieces = b.PieceBoards[Piece][side]; pieces;) {
-      const u64 attacks = AttacksFrom<Piece>(PopLowest(pieces), b.Occupied);
-      reach[side] |= attacks;
-      info.Attacks[side] |= attacks;
-    }
-}
-
-void GatherPawnAttacks() {
-  const BoardRecord &b = thread_board;
-  EvalInfo &info = thread_eval_info;
-  const u64 white = b.Pawns[WHITE], black = b.Pawns[BLACK];
-  info.PawnThreat[BLACK] = ((white << 7) & ~FILE_H) | ((white << 9) & ~FILE_A);
-  info.PawnThreat[WHITE] = ((black >> 9) & ~FILE_H) | ((black >> 7) & ~FILE_A);
-  info.Attacks[WHITE] |= info.PawnThreat[BLACK];
-  info.Attacks[BLACK] |= info.PawnThreat[WHITE];
 }
 
 void AddKingNeighbours() {
@@ -216,8 +196,16 @@ void Evaluate(i32 *score, i32 /*bound*/) {
   AddPieceSquares();
   EvaluatePawns();
   AddMaterialPawnTerm();
-  // Low-force terms and passed pawns join here.
-  // King shelter joins here; until then no king carries a shelter penalty.
+  if (info.Ending[WHITE] || info.Ending[BLACK]) AddLowForceTerms();
+  if (b.PawnEntry.PassedVector[0] || b.PawnEntry.PassedVector[1]) {
+    info.PackedScore = EvaluatePassedPawns(info.PackedScore, info.SideOpening, info.SideEnding);
+    if (b.Material[WHITE] == 100 && b.Material[BLACK] == 100) {
+      *score = PawnDuel();
+      return;
+    }
+  }
+  if (!info.Ending[BLACK]) info.SideOpening[WHITE] -= EvaluateShelter<BLACK>();
+  if (!info.Ending[WHITE]) info.SideOpening[BLACK] -= EvaluateShelter<WHITE>();
   FillCheckSquares();
   if (!b.PieceMaterial[WHITE] && !b.PieceMaterial[BLACK]) {
     info.FinalScore = Blend();
@@ -228,19 +216,25 @@ void Evaluate(i32 *score, i32 /*bound*/) {
     return;
   }
   for (int side : {WHITE, BLACK}) info.KingZone[side] = KingAttacks[b.KingSquare[side]];
-  // Piece stages: rooks, pawns, knights, queens, bishops; their terms join the attack sets gathered here.
-  GatherAttacks<ROOK>(info.RookReach);
-  GatherPawnAttacks();
-  GatherAttacks<KNIGHT>(info.KnightReach);
-  GatherAttacks<QUEEN>(info.QueenReach);
-  GatherAttacks<BISHOP>(info.BishopReach);
+  AddBackRank();
+  EvaluateRooks();
+  EvaluatePawnStage();
+  EvaluateKnights();
+  EvaluateQueens();
+  EvaluateBishops();
   for (int side : {WHITE, BLACK}) info.MinorReach[side] = info.KnightReach[side] | info.BishopReach[side];
-  // Threats, development, queen shelter and the king attacks join here.
-  const int safeQueenChecks[2] = {0, 0};
+  const u64 before[2] = {info.Attacks[WHITE], info.Attacks[BLACK]};
+  AddThreats();
+  AddKingContact();
+  AddDevelopment();
+  AddQueenShelter();
+  AddKingAttacks(before);
+  const int safeQueenChecks[2] = {b.Queens[WHITE] ? SafeQueenChecks(WHITE, before) : 0,
+                                  b.Queens[BLACK] ? SafeQueenChecks(BLACK, before) : 0};
   AddKingNeighbours();
   info.BaseScore = info.FinalScore = Blend();
   AddQueenChecks(safeQueenChecks);
   ScaleOppositeBishops();
-  // Endgame scaling joins here.
+  if (b.PieceMaterial[WHITE] <= EndingThresholdNoQueen || b.PieceMaterial[BLACK] <= EndingThresholdNoQueen) ScaleEnding();
   AddTempo(score);
 }

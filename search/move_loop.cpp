@@ -256,7 +256,9 @@ int MoveLoopFor(SearchNode &n) {
         if (loopDepth + red < 4) red = shallowDrop;
         if (red < -8 && ((node.MoveFlags & (MF_CHECK | MF_PASSED)) || gainRule)) red = -8;
       }
-      const int step = loose || loopDepth + red >= 8 ? std::min(red, -8) : minDrop;
+      int step = loose || loopDepth + red >= 8 ? std::min(red, -8) : minDrop;
+      // With a mate in hand only a faster mate beats alpha: a deep cut would hide it, so the cut is one ply.
+      if (n.alpha > 30999) step = std::max(step, -4);
 
       node.MoveFlags |= MF_REDUCED;
       node.DepthChange = step;

@@ -64,7 +64,9 @@ void CheckUciPonder(const std::string &binary) {
 void CheckDuringSearch(const std::string &binary) {
   const std::string group = "during-search";
   EngineSession engine(binary);
-  engine.Send("uci\nposition startpos moves e2e4\ngo infinite\n");
+  engine.Send("uci\n");
+  engine.ReadUntil("uciok");
+  engine.Send("position startpos moves e2e4\ngo infinite\n");
   engine.Send("isready\n");
   std::string skipped;
   Expect(engine.ReadUntil("readyok", &skipped, 2).has_value() && skipped.find("bestmove") == std::string::npos,
@@ -114,8 +116,10 @@ void CheckClosedPipe(const std::string &binary) {
 void CheckFewMoves(const std::string &binary) {
   const std::string group = "few-moves";
   EngineSession engine(binary);
-  // One legal move on a clock: played at once, without a search.
-  engine.Send("uci\nposition fen 7k/8/8/8/8/8/6q1/7K w - - 0 1\ngo wtime 600000 btime 600000\n");
+  // One legal move on a clock: played at once, without a search; the clock starts once the engine is up.
+  engine.Send("uci\n");
+  engine.ReadUntil("uciok");
+  engine.Send("position fen 7k/8/8/8/8/8/6q1/7K w - - 0 1\ngo wtime 600000 btime 600000\n");
   auto only = engine.ReadUntil("bestmove", nullptr, 1);
   Expect(only && only->starts_with("bestmove h1g2"), group, "one legal move played at once: " + only.value_or("none"));
   ExpectNoSecondBestMove(engine, group, "one legal move");

@@ -73,15 +73,22 @@ TEST_F(EvalTest, ColourSwapScoresAlike) {
   }
 }
 
-// Left and right alike, where no castling right tells them apart. The king's opening table of the
-// piece-square values is not symmetric on b1 and g1 (19 against 15), so kings there are left out.
+// Left and right alike, where no castling right tells them apart. Some terms tell the wings apart by design, so
+// their positions are left out: the king's opening table on b1 and g1 (19 against 15), a king on file d or e
+// (its own file tables), a queen at home (development), and a fianchetto on the king side.
 TEST_F(EvalTest, FileMirrorScoresAlike) {
   LoadRepositoryValues();
-  const u64 unevenKingSquares = Bit(1) | Bit(6) | Bit(57) | Bit(62);
+  const u64 unevenKingSquares = Bit(1) | Bit(6) | Bit(57) | Bit(62) | FileMask(3) | FileMask(4);
+  const u64 unevenQueenSquares = Bit(3) | Bit(4) | Bit(59) | Bit(60);
+  const u64 fianchettoSquares = Bit(5) | Bit(6) | Bit(7) | Bit(61) | Bit(62) | Bit(63) | Bit(2) | Bit(1) | Bit(0) |
+                                Bit(58) | Bit(57) | Bit(56);
   int compared = 0, differences = 0;
   for (const SamplePosition &position : WalkSample()) {
     Reach(position);
-    if (thread_board.CastlingFlags || ((thread_board.Kings[WHITE] | thread_board.Kings[BLACK]) & unevenKingSquares))
+    const BoardRecord &b = thread_board;
+    if (b.CastlingFlags || ((b.Kings[WHITE] | b.Kings[BLACK]) & unevenKingSquares) ||
+        ((b.Queens[WHITE] | b.Queens[BLACK]) & unevenQueenSquares) ||
+        ((b.Bishops[WHITE] | b.Bishops[BLACK]) & fianchettoSquares))
       continue;
     const std::string fen = CurrentFen();
     const i32 score = EvaluateFen(fen), mirrored = EvaluateFen(MirrorFiles(fen));

@@ -127,7 +127,8 @@ TEST_F(QuiescenceTest, CheckmateScoresByPlyAndFiftyMovesComesBeforeIt) {
 }
 
 TEST_F(QuiescenceTest, StalemateIsNotDetectedOutOfCheck) {
-  Load("7k/5Q2/6K1/8/8/8/8/8 b - - 0 1");
+  // The king is stalemated away from the enemy king, where the evaluation knows no stalemate.
+  Load("k7/2Q5/8/1K6/8/8/8/8 b - - 0 1");
   ASSERT_EQ(PlyStack[Ply].InCheck, 0);
   const int eval = StaticEval();
   EXPECT_LT(eval, 0);

@@ -1,0 +1,220 @@
+#include "eval/passers.h"
+
+#include <algorithm>
+#include <cstdlib>
+
+#include "board/attacks.h"
+#include "eval/bitbases.h"
+#include "eval/eval.h"
+#include "eval/eval_tables.h"
+#include "search/exchange.h"
+
+namespace {
+
+constexpr int NO_RACE = 99;
+
+int Distance(int a, int b) { return std::max(std::abs(FileOf(a) - FileOf(b)), std::abs(RankOf(a) - RankOf(b))); }
+
+template <int Us>
+void ScorePassedPawn(int p, i32 *sideOpening, i32 *sideEnding) {
+  constexpr int Them = ChangeSide(Us);
+  const BoardRecord &b = thread_board;
+  const int stop = Us == BLACK ? p - 8 : p + 8;
+  const int f = FileOf(p);
+  const int toGo = Us == BLACK ? RankOf(p) : 7 - RankOf(p);  // the rank index seen from Black
+  int safe = 0;
+  if (!(b.Occupied & Bit(stop))) safe = ExchangeHoldsFor<Us>(stop, p, PAWN, NONE, 0);
+  int cls = safe;
+  const u64 own = b.Pawns[Us];
+  if ((own & AdjacentFiles[p] & RankMask(RankOf(p))) || (own & PawnAttacks[Them][p])) cls |= 2;
+  if (PopCount(b.PawnEntry.PassedVector[Us == BLACK ? 0 : 1]) < 2) cls |= 4;
+  const int enemyKing = b.KingSquare[Them], ownKing = b.KingSquare[Us];
+  const int endingCls = cls | ((PassedMask[Us][p] & Bit(enemyKing)) ? 8 : 0);
+  const int m = std::clamp(b.PieceMaterial[Us] - b.PieceMaterial[Them] + 6, 0, 12);
+  auto row = [&](int king) {
+    const int ahead = Us == BLACK ? RankOf(p) - RankOf(king) : RankOf(king) - RankOf(p);
+    return std::clamp(ahead, -2, 3) + 2;
+  };
+  i32 a = PasserKingEnemy[std::min(std::abs(f - FileOf(enemyKing)), 3) + 4 * row(enemyKing)] +
+          PasserKingOwn[std::min(std::abs(f - FileOf(ownKing)), 3) + 4 * row(ownKing)];
+  const int d = Distance(ownKing, stop) - Distance(enemyKing, stop);
+  const int inRect = (Rectangle[p][enemyKing] & Bit(ownKing)) ? 1 : 0;
+  a += PasserKingRace[2 * std::clamp(d, -4, 4) + 8 + inRect];
+  const int s = std::clamp(a, -150, 150);
+  const int t = 7 - toGo, e = std::min(f, 7 - f);
+  i64 x = (i64(PasserClassEnding[endingCls] + PasserCurve[s + 150]) * PasserRankEnding[t] * PasserFileEnding[e]) >> 12;
+  x *= PasserForceEnding[m];
+  sideEnding[Them] -= i32(x >> 6);
+  i64 y = (i64(PasserRankOpening[t]) * PasserClassOpening[cls] * PasserFileOpening[e]) >> 12;
+  y *= PasserForceOpening[m];
+  sideOpening[Them] -= i32(y >> 6);
+}
+
+// Race length of one passer of Us against a king without pieces, or NO_RACE; may add the lone-pawn bonus.
+template <int Us>
+int RaceLength(int p, i32 &packed) {
+  constexpr int Them = ChangeSide(Us);
+  constexpr int sign = Us == BLACK ? 1 : -1;
+  const BoardRecord &b = thread_board;
+  EvalInfo &info = thread_eval_info;
+  const u64 ahead = Us == BLACK ? FileBelow[p] : FileAbove[p];
+  const int enemyKing = b.KingSquare[Them], ownKing = b.KingSquare[Us];
+  const bool toMove = b.SideToMove == Us;
+  const int startRank = Us == BLACK ? 6 : 1;
+  int t = Us == BLACK ? RankOf(p) : 7 - RankOf(p);
+  // Every outcome of the race depends on who is to move.
+  info.OtherSideKnown = 0;
+  bool out = (b.Kings[Them] & ahead) != 0;
+  const u64 ownAhead = b.Pieces[Us] & ahead;
+  if (!out && ownAhead) {
+    // The king catches the pawn from the larger square when it is the king's move.
+    const u64 *square = Us == BLACK ? (toMove ? PawnSquareBlack : PawnSquareBlackTempo)
+                                    : (toMove ? PawnSquareWhite : PawnSquareWhiteTempo);
+    out = (square[p] & Bit(enemyKing)) != 0;
+  } else if (!out) {
+    out = !ProbeRunner(Us, p, ownKing, enemyKing, false);
+  }
+  if (out) {
+    const u64 blockedTheirs = b.Pawns[Them] & (Them == WHITE ? b.Occupied >> 8 : b.Occupied << 8);
+    if (b.Pawns[Them] && !b.PawnEntry.PassedVector[Them == BLACK ? 0 : 1] && !(b.Pawns[Us] & ahead) &&
+        blockedTheirs == b.Pawns[Them] && ProbePawnTable(KpkBitbase, Us, b.SideToMove, p, ownKing, enemyKing))
+      packed += sign * PasserAlone[7 - (Us == BLACK ? RankOf(p) : 7 - RankOf(p))];
+    return NO_RACE;
+  }
+  if (toMove) t -= 1 + (RankOf(p) == startRank ? 1 : 0);
+  if (ownAhead) {
+    const int n = PopCount(ownAhead);
+    const bool edge = FileOf(p) == 0 || FileOf(p) == 7;
+    const int limit = toMove ? 3 : 4;
+    if (edge && (ownAhead & b.Kings[Us]) && std::abs(FileOf(ownKing) - FileOf(enemyKing)) < limit) return NO_RACE;
+    // The men in front cost a move each: the pawn races as if n ranks further back, the king to move.
+    const int from = toMove ? (Us == BLACK ? p - 8 : p + 8) : p;
+    const int q = Us == BLACK ? from + 8 * n : from - 8 * n;
+    if (q < 8 || q > 55) return NO_RACE;
+    t += n;
+    const u64 *square = Us == BLACK ? PawnSquareBlackTempo : PawnSquareWhiteTempo;
+    if (square[q] & Bit(enemyKing)) return NO_RACE;
+  } else if (PassedMask[Us][p] & Bit(enemyKing)) {
+    t -= 1;
+  }
+  return t;
+}
+
+// The fastest runner of Us against knights alone: the rank that the best unstopped pawn stands on.
+template <int Us>
+int KnightRace(int p) {
+  constexpr int Them = ChangeSide(Us);
+  const BoardRecord &b = thread_board;
+  EvalInfo &info = thread_eval_info;
+  const int ownKing = b.KingSquare[Us], enemyKing = b.KingSquare[Them];
+  if (b.Pieces[Us] & (Us == BLACK ? FileBelow[p] : FileAbove[p])) return NO_RACE;
+  if (!ProbeRunner(Us, p, ownKing, enemyKing, false)) return NO_RACE;
+  info.OtherSideKnown = 0;
+  int q = p;
+  const int step = Us == BLACK ? -8 : 8;
+  if (b.SideToMove == Us) q += (RankOf(p) == (Us == BLACK ? 6 : 1)) ? 2 * step : step;
+  const int promotionRank = Us == BLACK ? 0 : 7;
+  for (u64 knights = b.Knights[Them]; knights;) {
+    const int n = PopLowest(knights);
+    if (RankOf(q) == promotionRank) {
+      if ((KnightAttacks[n] & Bit(q)) || (KnightAttacks[ownKing] & KnightAttacks[q] & KnightAttacks[n])) return NO_RACE;
+    } else {
+      // The stop table is given for a black pawn; a white one reads it rotated.
+      const int pq = Us == BLACK ? q : 63 - q, pk = Us == BLACK ? ownKing : 63 - ownKing;
+      const int pn = Us == BLACK ? n : 63 - n;
+      if (KnightStopsPawn[pq][pk] & Bit(pn)) return NO_RACE;
+    }
+  }
+  return Us == BLACK ? RankOf(q) : 7 - RankOf(q);
+}
+
+template <int Us>
+int WalkPassers(i32 &packed, i32 *sideOpening, i32 *sideEnding, int &best) {
+  constexpr int Them = ChangeSide(Us);
+  constexpr int sign = Us == BLACK ? 1 : -1;
+  const BoardRecord &b = thread_board;
+  const EvalInfo &info = thread_eval_info;
+  const bool noPieces = b.PieceMaterial[Them] == 0;
+  const bool onlyKnights = !noPieces && b.PieceMaterial[Them] == 3 * b.PieceCount[KNIGHT][Them];
+  int length = NO_RACE;
+  u8 seen = 0;
+  // Seen from its own side, each colour walks up the board from file a to h: White's set is read rank-mirrored.
+  constexpr int flip = Us == BLACK ? 0 : 56;
+  u64 passers = info.PassedPawns[Us] & ~RANK_1 & ~RANK_8;
+  if (Us == WHITE) passers = __builtin_bswap64(passers);
+  while (passers) {
+    const int p = PopLowest(passers) ^ flip;
+    if (seen & (1 << FileOf(p))) continue;
+    seen |= u8(1 << FileOf(p));
+    ScorePassedPawn<Us>(p, sideOpening, sideEnding);
+    const u64 behind = RookAttacks(p, b.Occupied) & (Us == BLACK ? FileAbove[p] : FileBelow[p]);
+    const int seenSquare = Us == BLACK ? p : 63 - p;
+    const int stop = Us == BLACK ? p - 8 : p + 8;
+    if (behind & b.Rooks[Us])
+      packed += sign * ((b.Pieces[Them] & Bit(stop)) ? RookBehindPasserBlocked[seenSquare] : RookBehindPasserFree[seenSquare]);
+    else if (behind & b.Rooks[Them])
+      packed -= sign * EnemyRookBehindPasser[seenSquare];
+    int t = NO_RACE;
+    if (noPieces) t = RaceLength<Us>(p, packed);
+    else if (onlyKnights) t = KnightRace<Us>(p);
+    if (t < length) length = t, best = p;
+  }
+  if (b.PieceMaterial[Them] < 4) {
+    const int n = std::min(PopCount(b.PawnEntry.PassedVector[Us == BLACK ? 0 : 1]), 4);
+    packed += sign * (noPieces ? PassersNoPieces[n] : !b.Knights[Them] ? PassersVsBishop[n] : PassersVsKnight[n]);
+  }
+  return length;
+}
+
+}  // namespace
+
+bool ProbeRunner(int side, int pawn, int ownKing, int enemyKing, bool kingRule) {
+  const BoardRecord &b = thread_board;
+  bool now, other;
+  const bool kingAhead = FileOf(pawn) == FileOf(ownKing) && (side == WHITE ? ownKing > pawn : ownKing < pawn);
+  if (kingRule && kingAhead) {
+    const int p = side == WHITE ? pawn : 63 - pawn, k = side == WHITE ? enemyKing : 63 - enemyKing;
+    const bool pawnToMove = b.SideToMove == side;
+    const bool runsMoving = !(PawnSquareWhite[p] & Bit(k)), runsWaiting = !(PawnSquareWhiteTempo[p] & Bit(k));
+    now = pawnToMove ? runsMoving : runsWaiting;
+    other = pawnToMove ? runsWaiting : runsMoving;
+  } else {
+    now = ProbePawnTable(RunnerBitbase, side, b.SideToMove, pawn, ownKing, enemyKing);
+    other = ProbePawnTable(RunnerBitbase, side, ChangeSide(b.SideToMove), pawn, ownKing, enemyKing);
+  }
+  if (now != other) thread_eval_info.OtherSideKnown = 0;
+  return now;
+}
+
+i32 EvaluatePassedPawns(i32 packed, i32 *sideOpening, i32 *sideEnding) {
+  const BoardRecord &b = thread_board;
+  int blackBest = -1, whiteBest = -1;
+  const int rb = b.PawnEntry.PassedVector[0] ? WalkPassers<BLACK>(packed, sideOpening, sideEnding, blackBest) : NO_RACE;
+  int rw = b.PawnEntry.PassedVector[1] ? WalkPassers<WHITE>(packed, sideOpening, sideEnding, whiteBest) : NO_RACE;
+  if (rb == NO_RACE && rw == NO_RACE) return packed;
+  thread_eval_info.OtherSideKnown = 0;
+  const bool whiteToMove = b.SideToMove == WHITE;
+  if (whiteToMove && rw != NO_RACE) rw++;
+  const int c = rb == NO_RACE ? NO_RACE : rb + (whiteToMove ? 0 : 1);
+  auto clip = [](int v) { return std::clamp(v, 0, 7); };
+  if (rb == NO_RACE) return packed - RaceAlone[clip(rw)];
+  if (rw == NO_RACE) return packed + RaceAlone[clip(c)];
+  if (rw < rb - 1) return packed - RaceAheadTwo[clip(rw)];
+  if (rw == rb - 1) return packed - RaceAheadOne[clip(rw)];
+  if (rb < rw - 2) return packed + RaceAheadTwo[clip(c)];
+  if (rb == rw - 2) return packed + RaceAheadOne[clip(c)];
+  // Both promote, one a move before the other: a queen that checks or covers the other promotion square wins.
+  const bool whiteFirst = rw == rb;
+  const int first = whiteFirst ? whiteBest : blackBest, second = whiteFirst ? blackBest : whiteBest;
+  const int firstSide = whiteFirst ? WHITE : BLACK, secondSide = ChangeSide(firstSide);
+  const int q = firstSide == WHITE ? 56 + FileOf(first) : FileOf(first);
+  const int r = secondSide == WHITE ? 56 + FileOf(second) : FileOf(second);
+  const int secondKing = b.KingSquare[secondSide];
+  const u64 occupied = b.Occupied & ~Bit(first);
+  const u64 queen = RookAttacks(q, occupied) | BishopAttacks(q, occupied);
+  const int length = clip(whiteFirst ? rw : c);
+  const i32 sign = whiteFirst ? -1 : 1;
+  if (queen & Bit(secondKing)) return packed + sign * RaceCheck[length];
+  if ((queen & Bit(r)) && !(KingAttacks[secondKing] & Bit(r))) return packed + sign * RaceStops[length];
+  return packed;
+}
