@@ -53,6 +53,17 @@ bool NothingToSearch() {
   return true;
 }
 
+// The root list, resolved by the tablebases where they can: 1 when the game is over, 0 when there is
+// nothing to search, -1 when the iterations are to run.
+int BuildRootList() {
+  PlyStack[0].MoveFlags = PlyStack[0].FollowUpMove = 0;
+  Ply = 0;
+  if (PrepareRoot()) return 1;
+  ProbeRootTablebases();
+  Settings.RootMoveCount = MoveStackTop;
+  return NothingToSearch() ? 0 : -1;
+}
+
 void ShowLine(int bound) {
   if (Settings.UciMode)
     PrintInfo(0, bound, 1);
@@ -182,12 +193,7 @@ i32 SearchRoot(int maxDepth, int useBook) {
       return 0;
     }
   }
-  PlyStack[0].MoveFlags = PlyStack[0].FollowUpMove = 0;
-  Ply = 0;
-  if (PrepareRoot()) return 1;
-  ProbeRootTablebases();
-  s.RootMoveCount = MoveStackTop;
-  if (NothingToSearch()) return 0;
+  if (const int over = BuildRootList(); over >= 0) return over;
   s.EasyMove = 1;
   const i32 rootEval = EvaluateLazily(PlyStack[0].Attacks);
   PlyStack[0].StaticEval = rootEval;
@@ -329,12 +335,7 @@ i32 SearchRootMultiPV(int maxDepth) {
   BoardRecord &b = thread_board;
   StartSearch(maxDepth);
   s.PendingBestMove = 0;
-  PlyStack[0].MoveFlags = PlyStack[0].FollowUpMove = 0;
-  Ply = 0;
-  if (PrepareRoot()) return 1;
-  ProbeRootTablebases();
-  s.RootMoveCount = MoveStackTop;
-  if (NothingToSearch()) return 0;
+  if (const int over = BuildRootList(); over >= 0) return over;
   const i32 rootEval = EvaluateLazily(PlyStack[0].Attacks);
   PlyStack[0].StaticEval = rootEval;
   Ply = 1;
