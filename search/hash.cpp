@@ -1,5 +1,6 @@
 #include "search/hash.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -23,10 +24,64 @@ constexpr i64 EVAL_CACHE_SPARE_BYTES = 64;
 i64 TranspositionBytes() { return i64(Settings.TranspositionSize) * 26 + TRANSPOSITION_SPARE_BYTES; }
 i64 EvalCacheBytes() { return i64(Settings.EvalCacheSize) * 32 + EVAL_CACHE_SPARE_BYTES; }
 
+bool ReadNumberFile(const char *path, i64 &value) {
+  FILE *file = std::fopen(path, "r");
+  if (!file) return false;
+  long long number;
+  const bool read = std::fscanf(file, "%lld", &number) == 1;  // "max" (no limit) reads as no number
+  std::fclose(file);
+  value = number;
+  return read;
+}
+
+// The memory limit of the control group the engine runs in, less what the group uses (cgroup v2 or v1).
+i64 ControlGroupRoom() {
+  i64 room = INT64_MAX;
+  FILE *groups = std::fopen("/proc/self/cgroup", "r");
+  if (!groups) return room;
+  char line[1024], path[1200];
+  while (std::fgets(line, sizeof line, groups)) {
+    line[std::strcspn(line, "\n")] = 0;
+    const char *v2 = std::strncmp(line, "0::", 3) == 0 ? line + 3 : nullptr;
+    const char *v1 = std::strstr(line, ":memory:");
+    i64 limit, used;
+    if (v2) {
+      std::snprintf(path, sizeof path, "/sys/fs/cgroup%s/memory.max", v2);
+      if (!ReadNumberFile(path, limit)) continue;
+      std::snprintf(path, sizeof path, "/sys/fs/cgroup%s/memory.current", v2);
+    } else if (v1) {
+      std::snprintf(path, sizeof path, "/sys/fs/cgroup/memory%s/memory.limit_in_bytes", v1 + 8);
+      if (!ReadNumberFile(path, limit)) continue;
+      std::snprintf(path, sizeof path, "/sys/fs/cgroup/memory%s/memory.usage_in_bytes", v1 + 8);
+    } else {
+      continue;
+    }
+    if (ReadNumberFile(path, used) && limit - used < room) room = limit - used;
+  }
+  std::fclose(groups);
+  return room;
+}
+
+// The memory the system can still give: MemAvailable, and the control group's room.
+i64 AvailableMemory() {
+  i64 available = INT64_MAX;
+  if (FILE *info = std::fopen("/proc/meminfo", "r")) {
+    char line[256];
+    long long kilobytes;
+    while (std::fgets(line, sizeof line, info))
+      if (std::sscanf(line, "MemAvailable: %lld kB", &kilobytes) == 1) available = i64(kilobytes) * 1024;
+    std::fclose(info);
+  }
+  return std::min(available, ControlGroupRoom());
+}
+
 }  // namespace
 
+// Linux grants a block it cannot back and kills the process only when a search first touches the pages, in
+// the middle of a game: a block larger than the memory still available is refused here instead.
 void *AllocateTableBlock(i64 bytes) {
-  void *block = bytes > 0 && u64(bytes) <= SIZE_MAX ? std::malloc(size_t(bytes)) : nullptr;
+  const bool fits = bytes > 0 && u64(bytes) <= SIZE_MAX && bytes <= AvailableMemory();
+  void *block = fits ? std::malloc(size_t(bytes)) : nullptr;
   if (!block) {
     printf("An error occured while memory allocation!\n");
     quit(1);
