@@ -9,6 +9,6 @@ cmake --build "$root/build" -j"$jobs"
 cmake -S "$root" -B "$root/build-sanitize" -DCMAKE_BUILD_TYPE=Debug -DCMAKE_CXX_FLAGS_DEBUG="-O1 -g" -DQUARVELLE_SANITIZE=ON
 cmake --build "$root/build-sanitize" -j"$jobs"
 # The deep perft counts only repeat, slowly, what the optimised run has checked; the match plays on a clock
-# that a sanitized engine, several times slower, isn't meant to keep; memory limits break the sanitizers'
-# reserved address space.
-(cd "$root/build-sanitize" && ctest --output-on-failure -j"$jobs" -LE "perft|match|memory")
+# that a sanitized engine, several times slower, isn't meant to keep; memory limits and Valgrind do not mix
+# with the sanitizers' reserved address space.
+(cd "$root/build-sanitize" && ctest --output-on-failure -j"$jobs" -LE "perft|match|memory|valgrind")
