@@ -60,7 +60,10 @@ def last_write(trace):
     lines = [line for line in open(trace) if "pwrite64(" in line]
     if not lines or "killed by SIGKILL" not in open(trace).read().rsplit("pwrite64(", 1)[-1]:
         return "no write"
-    size = int(re.search(r", (\d+), \d+\)?", lines[-1].split("=")[0].rstrip()).group(1))
+    found = re.search(r'pwrite64\(\d+, ".*"(?:\.\.\.)?, (\d+), \d+', lines[-1])  # the data may hold any byte
+    if not found:
+        return "a write strace printed otherwise"
+    size = int(found.group(1))
     return WRITE_KINDS.get(size, "%d bytes" % size)
 
 
