@@ -352,8 +352,9 @@ TEST_F(BookTest, SanReadsPiecesCapturesPromotionsCastlingAndAmbiguity) {
   EXPECT_EQ(ParseSan("Nxe5").Matches, 0);  // nothing to capture on e5
   EXPECT_EQ(ParseSan("Qd1").Matches, 0);
   const SanMatch ambiguous = ParseSan("Ne5");
-  EXPECT_NE(ambiguous.Other, ambiguous.Move);
-  EXPECT_NE(ambiguous.Other, 0u);
+  EXPECT_NE(ambiguous.First, ambiguous.Second);
+  EXPECT_NE(ambiguous.First, 0u);
+  EXPECT_EQ(ambiguous.Second, ambiguous.Move);
 }
 
 }  // namespace
