@@ -197,11 +197,19 @@ void CheckWildInput(const std::string &binary) {
       {"garbage after a tag", "[Result \"1-0\"]\n" + garbage},
       {"an empty file", ""},
   };
-  for (const auto &[name, text] : files) {
-    const EngineRun run = PgnEval(binary, text, "isready\n");
-    ExpectCleanExit(run, group, name);
-    Expect(HasLine(run.Output, "readyok"), group, name + ": the engine answers afterwards");
+  // One session for all: the engine must answer after each file.
+  std::string commands;
+  for (size_t i = 0; i < files.size(); i++) {
+    WriteFile("wild" + std::to_string(i) + ".pgn", files[i].second);
+    commands += "pgneval wild" + std::to_string(i) + ".pgn\nisready\n";
   }
+  const EngineRun all = RunEngine(binary, commands + "quit\n");
+  ExpectCleanExit(all, group, "the wild files");
+  size_t answered = 0;
+  for (const std::string &line : SplitLines(all.Output)) answered += line.ends_with("readyok");
+  Expect(answered == files.size(), group,
+         "answers after " + std::to_string(answered) + " files, the next was " +
+             (answered < files.size() ? files[answered].first : "none"));
   // The game after an "e.p." mark is read as usual: its sample is there.
   std::remove("my_eval.csv");
   PgnEval(binary, files[4].second);
