@@ -34,6 +34,13 @@ bool ThinksFrom(EngineSession &engine, const std::string &ranks) {
   return false;
 }
 
+// Closes the engine's input and waits for the end, reading what it still prints.
+EngineExit CloseAndWait(EngineSession &engine) {
+  engine.CloseInput();
+  engine.ReadRest(kLineWait);
+  return engine.Wait(kLineWait);
+}
+
 // The board as brd prints it: eight lines.
 std::string ReadBoard(EngineSession &engine) {
   engine.Send("isready\n");
@@ -123,15 +130,11 @@ void CheckAnalysisWait(const std::string &binary) {
   // The end of the input, in the wait and during a search, ends the program.
   engine.Send("analyze\n");
   ThinksFrom(engine, "1");
-  engine.CloseInput();
-  engine.ReadRest(kLineWait);
-  Expect(engine.Wait(kLineWait).Clean(), group, "the input ends in the wait");
+  Expect(CloseAndWait(engine).Clean(), group, "the input ends in the wait");
   EngineSession searching(binary);
   searching.Send("xboard\nanalyze\n");
   ThinksFrom(searching, "12");
-  searching.CloseInput();
-  searching.ReadRest(kLineWait);
-  const EngineExit exit = searching.Wait(kLineWait);
+  const EngineExit exit = CloseAndWait(searching);
   Expect(exit.Clean(), group, "the input ends during the analysis: " + exit.Describe());
 }
 
@@ -165,9 +168,7 @@ void CheckDemo(const std::string &binary) {
   EngineSession engine(binary);
   engine.Send("xboard\nnopost\ndemo\n");
   engine.ReadUntil("-------------- Game #1", nullptr, kLineWait);
-  engine.CloseInput();
-  engine.ReadRest(kLineWait);
-  const EngineExit exit = engine.Wait(kLineWait);
+  const EngineExit exit = CloseAndWait(engine);
   Expect(exit.Clean(), group, "the input ends during the demo: " + exit.Describe());
 }
 
