@@ -34,6 +34,18 @@ bool ThinksFrom(EngineSession &engine, const std::string &ranks) {
   return false;
 }
 
+// Lines sent to the analysis, each followed by a thinking line whose variation begins from the given ranks.
+struct Step {
+  std::string Send, Ranks, What;
+};
+
+void RunSteps(EngineSession &engine, const std::string &group, const std::vector<Step> &steps) {
+  for (const Step &step : steps) {
+    engine.Send(step.Send);
+    Expect(ThinksFrom(engine, step.Ranks), group, step.What);
+  }
+}
+
 // Closes the engine's input and waits for the end, reading what it still prints.
 EngineExit CloseAndWait(EngineSession &engine) {
   engine.CloseInput();
@@ -67,28 +79,22 @@ const std::string kMateInOne = "6k1/5ppp/8/8/8/8/8/R5K1 w - - 0 1";
 void CheckAnalysisDuringSearch(const std::string &binary) {
   const std::string group = "analyze";
   EngineSession engine(binary);
-  engine.Send("xboard\npost\nanalyze\n");
-  Expect(ThinksFrom(engine, "12"), group, "analysis of the start position");
-  engine.Send("e2e4\n");
-  Expect(ThinksFrom(engine, "78"), group, "a move during the search: black's moves analysed next");
+  RunSteps(engine, group,
+           {{"xboard\npost\nanalyze\n", "12", "analysis of the start position"},
+            {"e2e4\n", "78", "a move during the search: black's moves analysed next"}});
   engine.Send(".\n");
   const auto stat = engine.ReadUntil("stat01: ", nullptr, kLineWait);
   Expect(stat && Words(*stat).size() == 7, group, "\".\" during the search: " + stat.value_or("none"));
   engine.Send("e2e5\n");
   const auto illegal = engine.ReadUntil("Illegal move", nullptr, kLineWait);
   Expect(illegal == "Illegal move: e2e5", group, "an illegal move: " + illegal.value_or("none"));
-  Expect(ThinksFrom(engine, "78"), group, "after an illegal move the board stays and the analysis goes on");
-  engine.Send("e7e5\n");
-  Expect(ThinksFrom(engine, "12"), group, "a second move");
-  engine.Send("undo\n");
-  Expect(ThinksFrom(engine, "78"), group, "undo takes back one ply");
+  RunSteps(engine, group,
+           {{"", "78", "after an illegal move the board stays and the analysis goes on"},
+            {"e7e5\n", "12", "a second move"},
+            {"undo\n", "78", "undo takes back one ply"}});
   engine.Send("exit\n");
   Expect(ReadBoard(engine) == BoardOf(binary, kAfterE4), group, "exit leaves with the board of the analysis");
-
-  engine.Send("analyze\n");
-  Expect(ThinksFrom(engine, "78"), group, "analysis again");
-  engine.Send("new\n");
-  Expect(ThinksFrom(engine, "12"), group, "new: white to move");
+  RunSteps(engine, group, {{"analyze\n", "78", "analysis again"}, {"new\n", "12", "new: white to move"}});
   engine.Send("exit\n");
   Expect(ReadBoard(engine) == BoardOf(binary, kStart), group, "new during the analysis starts a new game");
 
