@@ -91,6 +91,16 @@ void CheckSamples(const std::string &binary) {
   ExpectSamples(expected, group, "pgneval other.pgn");
   Expect(HasLine(named.Output, "Error opening file source.pgn..."), group,
          "the fixed file missing: a message\n" + named.Output);
+
+  // A game longer than the game history: the counts still run from its first move to its last.
+  std::string shuffle = "[Result \"1/2-1/2\"]\n[PlyCount \"1000\"]\n\n";
+  for (int move = 1; move <= 500; move += 2)
+    shuffle += std::to_string(move) + ". Nf3 Nf6 " + std::to_string(move + 1) + ". Ng1 Ng8 ";
+  std::remove("my_eval.csv");
+  ExpectCleanExit(PgnEval(binary, shuffle + "1/2-1/2\n"), group, "a game of 1000 plies");
+  const Lines lines = SplitLines(ReadFile("my_eval.csv"));
+  Expect(lines.size() == 999 && lines.back() == "rnbqkb1r/pppppppp/5n2/8/8/8/PPPPPPPP/RNBQKBNR b KQkq - ;f6g8;1;1000;0",
+         group, std::to_string(lines.size()) + " samples of 1000 plies, the last " + (lines.empty() ? "" : lines.back()));
 }
 
 void CheckMessages(const std::string &binary) {
