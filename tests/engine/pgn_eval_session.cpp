@@ -1,4 +1,4 @@
-// pgneval through the binary: the samples it writes, its messages, what it recognises, PGN from the wild, real
+// pgneval through the binary: the samples it writes, its messages, PGN from the wild, real
 // games checked move by move against a replay of our own, and a file of 200 MB.
 //
 //   pgn_eval_session <engine binary> <shared dir> [group]     (no group: all groups)
@@ -142,37 +142,6 @@ void CheckMessages(const std::string &binary) {
   Expect(fourteen.Output.find("\nCan't recognize: abcdefgh123456...\n") != std::string::npos &&
              HasLine(fourteen.Output, "readyok"),
          group, "14 bytes: a move that can't be read, and the run goes on\n" + fourteen.Output);
-}
-
-void CheckRecognised(const std::string &binary) {
-  const std::string group = "recognised";
-  ScratchDir dir;
-  const auto game = [](const std::string &fen, const std::string &moves) {
-    return "[Result \"1-0\"]\n[FEN \"" + fen + "\"]\n\n" + moves + " 1-0\n\n";
-  };
-  const std::string castling = "4k2r/8/8/8/8/8/8/R3K3 w Qk - 0 1";
-  const std::string pawns = "4k3/8/8/3p4/4P3/8/8/4K3 w - - 0 1";
-  const std::string pgn = game(castling, "1. O-O-O 0-0 2. Kb1 Kh8") + game(castling, "1. 0-0-0 O-O 2. Kb1 Kh8") +
-                          game(pawns, "1. exd5 Kd7 2. Kd2") + game(pawns, "1. e:d5 Kd7 2. Kd2") +
-                          game("8/4P3/8/8/8/8/k7/4K3 w - - 0 1", "1. e8=Q Kb2 2. Qe5+") +
-                          game("4k3/8/8/8/8/8/3N4/4K1N1 w - - 0 1", "1. N1f3 Ke7 2. Ke2") +
-                          game("4k3/8/8/8/8/8/8/R4RK1 w - - 0 1", "1. Rad1 Ke7 2. Kg2") +
-                          game("4k3/8/8/8/8/Q7/8/Q1Q1K3 w - - 0 1", "1. Qa1b2 Kd7 2. Kd2");
-  const EngineRun run = PgnEval(binary, pgn);
-  ExpectCleanExit(run, group, "pgneval");
-  Expect(run.Output.find("Can't recognize") == std::string::npos && run.Output.find("Ambigous") == std::string::npos,
-         group, "every move read:\n" + run.Output);
-  const Lines castled = {"4k2r/8/8/8/8/8/8/2KR4 b k - ;e8g8;-1;0;2", "5rk1/8/8/8/8/8/8/2KR4 w - - ;c1b1;-2;0;1",
-                         "5rk1/8/8/8/8/8/8/1K1R4 b - - ;g8h8;-3;0;2"};
-  const Lines captured = {"4k3/8/8/3P4/8/8/8/4K3 b - - ;e8d7;-1;0;2", "8/3k4/8/3P4/8/8/8/4K3 w - - ;e1d2;-2;0;1"};
-  Lines expected;
-  for (const Lines *part : {&castled, &castled, &captured, &captured}) expected.insert(expected.end(), part->begin(), part->end());
-  for (const char *line : {"4Q3/8/8/8/8/8/k7/4K3 b - - ;a2b2;-1;0;2", "4Q3/8/8/8/8/8/1k6/4K3 w - - ;e8e5;-2;0;1",
-                           "4k3/8/8/8/8/5N2/3N4/4K3 b - - ;e8e7;-1;0;2", "8/4k3/8/8/8/5N2/3N4/4K3 w - - ;e1e2;-2;0;1",
-                           "4k3/8/8/8/8/8/8/3R1RK1 b - - ;e8e7;-1;0;2", "8/4k3/8/8/8/8/8/3R1RK1 w - - ;g1g2;-2;0;1",
-                           "4k3/8/8/8/8/Q7/1Q6/2Q1K3 b - - ;e8d7;-1;0;2", "8/3k4/8/8/8/Q7/1Q6/2Q1K3 w - - ;e1d2;-2;0;1"})
-    expected.push_back(line);
-  ExpectSamples(expected, group, "castling both ways, captures both ways, promotion, moves told apart");
 }
 
 // Files met in practice, and worse. None of them may end or hang the program; the engine answers afterwards.
@@ -449,7 +418,6 @@ int main(int argc, char **argv) {
   const int result = RunCheckGroups(argc > 3 ? 3 : 2, args,
                                     {{"samples", CheckSamples},
                                      {"messages", CheckMessages},
-                                     {"recognised", CheckRecognised},
                                      {"bad-input", CheckWildInput},
                                      {"real-games", CheckRealGames},
                                      {"huge", CheckHugeFile}});
