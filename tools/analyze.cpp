@@ -16,10 +16,10 @@
 
 namespace {
 
-constexpr i32 NO_CLOCK_TIME = 9999999;
 constexpr i32 ANALYSIS_CHECK_INTERVAL = 50000;
-// Below the timed depth: the search never stops on the clock.
+// Not the timed depth: the search never stops on the clock.
 constexpr int ANALYSIS_DEPTH = 100;
+static_assert(ANALYSIS_DEPTH != TIMED_SEARCH_DEPTH);
 
 bool StartsWith(const char *line, const char *keyword) { return std::strncmp(line, keyword, std::strlen(keyword)) == 0; }
 
