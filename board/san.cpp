@@ -72,7 +72,7 @@ bool Fits(int field, int value) { return field == ANY || field == value; }
 
 SanMatch ParseSan(const char *text) {
   const SanFields f = ReadFields(text);
-  SanMatch result = {0, 0, 0};
+  SanMatch result = {0, 0, 0, 0};
   const int savedTop = MoveStackTop;
   LegalMoves(SAN_LIST_START);
   for (int i = SAN_LIST_START; i < MoveStackTop; i++) {
@@ -83,11 +83,12 @@ SanMatch ParseSan(const char *text) {
       continue;
     if (f.Promotion != ANY && PromotionPiece(move) != f.Promotion) continue;
     if (f.MustCapture && !CapturedPiece(move) && !IsEnPassant(move)) continue;
-    if (result.Matches == 0) result.Other = move;
+    if (result.Matches == 0) result.First = move;
+    if (result.Matches == 1) result.Second = move;
     result.Move = move;
     result.Matches++;
   }
   MoveStackTop = savedTop;
-  if (result.Matches < 2) result.Other = 0;
+  if (result.Matches < 2) result.First = 0;
   return result;
 }

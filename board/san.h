@@ -4,7 +4,8 @@
 
 struct SanMatch {
   u32 Move;      // the last legal move that fits, 0 for none
-  u32 Other;     // with two or more fits, the first one
+  u32 First;     // with two or more fits, the first two, for the message that names them
+  u32 Second;
   int Matches;   // how many legal moves fit the text
 };
 

@@ -18,9 +18,12 @@
 #include "shell/settings.h"
 #include "shell/uci.h"
 #include "think/think.h"
+#include "tools/analyze.h"
 #include "tools/bench.h"
+#include "tools/demo.h"
 #include "tools/epd_eval.h"
 #include "tools/perft.h"
+#include "tools/pgn_eval.h"
 
 char CommandLine[INPUT_BUFFER_SIZE];
 char *Tokens[TOKEN_COUNT];
@@ -60,7 +63,8 @@ bool IsWholeWord(const char *keyword, const char *token) {
   return *keyword == *token;
 }
 
-// Everything learnt during a game is forgotten.
+}  // namespace
+
 void Clean() {
   ClearHash();
   ClearKillers();
@@ -69,8 +73,6 @@ void Clean() {
   ClearOrderingStatistics();
   Settings.LastScore = Settings.LastScoreSide = 0;
 }
-
-}  // namespace
 
 i32 Tokenise(const char *text, const char *delimiters) {
   for (char *token : Tokens) token[0] = '\0';
@@ -124,9 +126,9 @@ void ProcessCommand() {
   SettingsRecord &s = Settings;
   const int n = Tokenise(line, MatchKeyword("level", line) ? " :" : " ");
   // The order of the tests is part of the language: prefixes and abbreviations take the first fit.
-  if (MatchKeyword("pgneval", line)) {
-    // The PGN evaluation runs here; the line then goes on down the chain.
-  }
+  // The PGN evaluation runs here, and the line then goes on down the chain. A file named behind the keyword is
+  // read instead of the fixed one.
+  if (MatchKeyword("pgneval", line)) PgnEval(n >= 2 ? Tokens[1] : PGN_EVAL_SOURCE);
   if (MatchKeyword("q", line)) quit(0);
   if (MatchKeyword("clean", line)) return Clean();
   if (MatchKeyword("reload", line)) return LoadEvaluationTables();
@@ -153,7 +155,7 @@ void ProcessCommand() {
     if (n >= 2) EvaluateEpdFile(Tokens[1]);
     return;
   }
-  if (MatchKeyword("selftest", line)) return;  // evaluation self-test
+  if (MatchKeyword("selftest", line)) return SelfTest(SELF_TEST_SOURCE);
   if (MatchKeyword("nopost", line)) {
     s.PostThinking = 0;
     return;
@@ -187,7 +189,7 @@ void ProcessCommand() {
     TakeBackGameMove();
     return;
   }
-  if (MatchKeyword("analyze", line)) return;  // the analysis loop
+  if (MatchKeyword("analyze", line)) return Analyze();
   if (MatchKeyword("black", line)) {
     thread_board.SideToMove = BLACK;
     return;
@@ -228,7 +230,7 @@ void ProcessCommand() {
     fflush(stdout);
     return;
   }
-  if (MatchKeyword("demo", line)) return;  // self-play from openings.epd
+  if (MatchKeyword("demo", line)) return Demo(DEMO_OPENINGS);
   if (MatchKeyword("bkm", line)) return ShowBookMoves();
   if (IsWholeWord("ucinewgame", Tokens[0])) return NewUciGame();
   if (MatchKeyword("uci", line)) return PrintUciIdentity();

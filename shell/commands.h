@@ -17,3 +17,5 @@ bool MatchKeyword(const char *keyword, const char *text);
 // The move word for "e2e4" or "e7e8q" by the board as it stands.
 u32 ParseMoveText(const char *text);
 void ProcessCommand();
+// Empties everything that learns during a game: hash tables, killers, ordering statistics, the last score.
+void Clean();

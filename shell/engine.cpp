@@ -72,10 +72,10 @@ void StartEngine() {
   NewGame();
 }
 
-void CloseOldGame(bool onlyUndecided) {
+void CloseOldGame(bool onlyUndecided, bool learnBook) {
   SettingsRecord &s = Settings;
   // An unfinished game with the opponent's move last counts as a draw, learnt with the engine to move.
-  if (BookGameOpen() && thread_board.SideToMove != s.RootSide && GameHistoryCount > GameHistoryFloor &&
+  if (learnBook && BookGameOpen() && thread_board.SideToMove != s.RootSide && GameHistoryCount > GameHistoryFloor &&
       (!onlyUndecided || RootScore[0] == 0)) {
     TakeBackGameMove();
     BookLearnGame(BOOK_DRAW);
@@ -86,9 +86,9 @@ void CloseOldGame(bool onlyUndecided) {
   Settings.BookLearningDone = 0;
 }
 
-void NewGame() {
+void NewGame(bool learnBook) {
   SettingsRecord &s = Settings;
-  if (!s.FritzMode && !s.UciMode) CloseOldGame();
+  if (!s.FritzMode && !s.UciMode) CloseOldGame(false, learnBook);
   SetStartPosition();
   s.SearchDepthLimit = 998;
   s.FixedMoveTime = 0;

@@ -5,9 +5,10 @@ constexpr const char *VERSION_LINE = "Quarvelle v1.98 [r2769/26.01.2018]";
 
 void StartEngine();
 [[noreturn]] void RunOuterLoop();
-// Starts a new game as the `new` command does.
-void NewGame();
+// Starts a new game as the `new` command does; games read from a file pass false, so that they never reach
+// the book.
+void NewGame(bool learnBook = true);
 // The end of the old game: ordering statistics and killers cleared, the last score forgotten.
-void CloseOldGame(bool onlyUndecided = false);
+void CloseOldGame(bool onlyUndecided = false, bool learnBook = true);
 // Releases everything and ends the process: 0 for quit, 1 for a failed allocation.
 [[noreturn]] void quit(int code);

@@ -16,6 +16,7 @@ namespace {
 constexpr int READ_CHUNK = 4096;
 // A line longer than the buffer was cut: its remaining bytes are dropped up to the line end.
 bool DroppingRestOfLine;
+bool StreamEnded;
 
 // The zero-terminated text is the one record of what is pending (NUL bytes never enter it), so a
 // line put into InputBuffer by other means, such as a test, is served like one that was read.
@@ -52,10 +53,15 @@ bool ReadInput() {
   ssize_t got;
   do got = read(STDIN_FILENO, chunk, want);
   while (got < 0 && errno == EINTR);
-  if (got <= 0) return false;
+  if (got <= 0) {
+    StreamEnded = true;
+    return false;
+  }
   Append(chunk, size_t(got));
   return true;
 }
+
+bool InputEnded() { return StreamEnded; }
 
 i32 InputPending() {
   if (HasLineEnd()) return 1;

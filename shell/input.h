@@ -8,6 +8,8 @@ extern char InputBuffer[INPUT_BUFFER_SIZE];
 
 // Reads what is there, blocking until something is; false at the end of the stream.
 bool ReadInput();
+// The stream has ended: nothing more will come than what InputBuffer holds.
+bool InputEnded();
 // Non-zero if a line can be had without waiting long.
 i32 InputPending();
 // 1 when a line was copied to `out` (INPUT_BUFFER_SIZE bytes), 0 if none was ready without blocking,

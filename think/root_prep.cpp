@@ -115,7 +115,19 @@ void MoveToFront(u32 move, int count) {
   }
 }
 
+// `side` has nothing but its king, the other side at most a minor piece and no pawns.
+bool BareKingFacesMinor(int side) {
+  const BoardRecord &b = thread_board;
+  const int other = ChangeSide(side);
+  return b.Material[side] == 0 && b.Material[other] <= 300 && !b.Pawns[other];
+}
+
 }  // namespace
+
+bool IsBareKingDraw() { return BareKingFacesMinor(WHITE) || BareKingFacesMinor(BLACK); }
+
+// The history entry holds the count before the last move: the draw comes one ply after the hundredth.
+bool IsFiftyMoveDraw() { return GameHistoryCount > 0 && GameHistory[GameHistoryCount - 1].ReversibleMoves >= 100; }
 
 bool IsThreefold() {
   if (GameHistoryCount < 4) return false;
@@ -134,18 +146,16 @@ i32 PrepareRoot() {
   const i32 estimate = Settings.RootSide == Settings.LastScoreSide ? Settings.LastScore : -Settings.LastScore;
 
   // Draws by rule are announced, but the search goes on if the GUI asks for it.
-  for (int side : {BLACK, WHITE}) {
-    const int other = ChangeSide(side);
-    if (b.Material[side] == 0 && b.Material[other] <= 300 && !b.Pawns[other]) {
+  for (int side : {BLACK, WHITE})
+    if (BareKingFacesMinor(side)) {
       CloseBookGame();
       PrintResult("1/2-1/2 {Draw by insufficient material}");
     }
-  }
   if (IsThreefold()) {
     CloseBookGame();
     PrintResult("1/2-1/2 {Draw by repetition}");
   }
-  if (GameHistoryCount > 0 && GameHistory[GameHistoryCount - 1].ReversibleMoves >= 100) {
+  if (IsFiftyMoveDraw()) {
     CloseBookGame();
     PrintResult("1/2-1/2 {Draw by the 50-moves rule}");
   }

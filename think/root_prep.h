@@ -9,3 +9,7 @@ i32 PrepareRoot();
 // The present position stood twice before in the game, with only reversible moves and the same
 // castling rights in between.
 bool IsThreefold();
+// A bare king against at most a minor piece and no pawns.
+bool IsBareKingDraw();
+// The last move was made after a hundred reversible plies.
+bool IsFiftyMoveDraw();

@@ -12,8 +12,6 @@
 
 namespace {
 
-constexpr i32 NO_CLOCK_TIME = 9999999;
-constexpr i32 TIMED_SEARCH_DEPTH = 999;
 // Nodes between checks: asking for the time and for input is dear against a node.
 constexpr i32 CHECK_SLOW = 50000, CHECK_MEDIUM = 20000, CHECK_FAST = 5000;
 // At most so many moves share the time, so that a long control doesn't starve the next moves.

@@ -2,6 +2,10 @@
 #pragma once
 #include "board/types.h"
 
+// The plan of a search without a clock, and the maximum depth that marks a search under the clock.
+constexpr i32 NO_CLOCK_TIME = 9999999;
+constexpr i32 TIMED_SEARCH_DEPTH = 999;
+
 // A monotonic clock in milliseconds from an arbitrary origin: only differences are used.
 i64 ClockMilliseconds();
 // The clock in centiseconds, the unit of SearchStartTime.

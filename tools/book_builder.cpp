@@ -10,11 +10,9 @@
 // mark the move excluded). A move played in at least --exclude-min-games games that scores below --exclude-below
 // percent is written as excluded: listed, never played.
 #include <algorithm>
-#include <cctype>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <string>
 #include <vector>
 
 #include "board/attacks.h"
@@ -24,6 +22,7 @@
 #include "board/san.h"
 #include "book/book_file.h"
 #include "book/book_keys.h"
+#include "tools/pgn_reader.h"
 
 namespace {
 
@@ -53,110 +52,66 @@ bool KeyLess(const Occurrence &x, const Occurrence &y) {
 
 bool SamePosition(const Occurrence &x, const Occurrence &y) { return x.A == y.A && x.B == y.B; }
 
-// Reads the movetext tokens of one game, with comments, variations and glyphs left out. Returns false at the end
-// of the file with no game read.
-struct PgnReader {
-  FILE *File = nullptr;
-  std::string Result;
-  bool SetUp = false;
+// The game being read and what has been gathered so far.
+struct BuildRun {
+  Options Limits;
+  std::vector<Occurrence> Seen;
+  u32 Games = 0, Used = 0, Broken = 0;
+  int Ply = 0;
+  bool Usable = false;
+} Run;
 
-  bool NextGame(std::vector<std::string> &sans) {
-    sans.clear();
-    Result.clear();
-    SetUp = false;
-    char line[4096];
-    bool inMoves = false, any = false;
-    int commentDepth = 0, variationDepth = 0;
-    while (std::fgets(line, sizeof line, File)) {
-      if (commentDepth == 0 && line[0] == '[') {
-        if (inMoves) {
-          // The next game's tags: put the line back by seeking over it.
-          std::fseek(File, -long(std::strlen(line)), SEEK_CUR);
-          return true;
-        }
-        any = true;
-        char value[256];
-        if (std::sscanf(line, "[Result \"%255[^\"]\"", value) == 1) Result = value;
-        if (!std::strncmp(line, "[FEN ", 5) || !std::strncmp(line, "[SetUp \"1\"", 10)) SetUp = true;
-        continue;
-      }
-      for (char *p = line; *p;) {
-        if (commentDepth) {
-          if (*p == '}') commentDepth = 0;
-          p++;
-        } else if (*p == '{') {
-          commentDepth = 1, p++;
-        } else if (*p == ';') {
-          break;  // a comment to the end of the line
-        } else if (*p == '(') {
-          variationDepth++, p++;
-        } else if (*p == ')') {
-          if (variationDepth) variationDepth--;
-          p++;
-        } else if (std::isspace(u8(*p))) {
-          p++;
-        } else {
-          char *start = p;
-          while (*p && !std::isspace(u8(*p)) && !std::strchr("{}();", *p)) p++;
-          std::string token(start, p);
-          inMoves = any = true;
-          if (variationDepth) continue;
-          // Move numbers, results and glyphs are no moves.
-          const size_t dots = token.find_last_of('.');
-          if (dots != std::string::npos) token = token.substr(dots + 1);
-          if (token.empty() || token[0] == '$' || (std::isdigit(u8(token[0])) && token[0] != '0') ||
-              token == "*" || token == "1-0" || token == "0-1" || token == "1/2-1/2")
-            continue;
-          sans.push_back(token);
-        }
-      }
-    }
-    return any;
-  }
-};
-
-int Outcome(const std::string &result, int side) {
-  if (result == "1/2-1/2") return 1;
-  const bool whiteWon = result == "1-0";
-  return (whiteWon == (side == WHITE)) ? 2 : 0;
+void StartBookGame() {
+  SetStartPosition();
+  Run.Games++;
+  Run.Ply = 0;
 }
+
+// The result for the side to move: 0 loss, 1 draw, 2 win.
+int Outcome(int side) {
+  if (GameResult == RESULT_DRAW) return 1;
+  return (GameResult == RESULT_WHITE_WON) == (side == WHITE) ? 2 : 0;
+}
+
+// Games from a set-up position or without a result are read but not used; a move that can't be read ends the
+// use of its game.
+void TakeBookMove(const char *san) {
+  if (Run.Ply++ == 0) {
+    Run.Usable = !GameFromFen && GameResult != RESULT_UNKNOWN;
+    Run.Used += Run.Usable;
+  }
+  if (!Run.Usable || MoveError || Run.Ply > Run.Limits.Plies) return;
+  const SanMatch match = ParseSan(san);
+  if (match.Matches != 1) {
+    Run.Broken++;
+    MoveError = 1;
+    return;
+  }
+  Occurrence o;
+  BookPositionKey(o.A, o.B);
+  o.From = u8(MoveFrom(match.Move)), o.To = u8(MoveTo(match.Move));
+  o.Outcome = u8(Outcome(thread_board.SideToMove));
+  o.Game = Run.Games;
+  Run.Seen.push_back(o);
+  make_move(match.Move, 1);
+}
+
+void IgnoreGameEnd(i32) {}
 
 void PutI32(std::vector<u8> &out, i32 value) {
   for (int i = 0; i < 4; i++) out.push_back(u8(u32(value) >> (8 * i)));
 }
 
 int Build(const char *pgnPath, const char *bookPath, const Options &options) {
-  FILE *pgn = std::fopen(pgnPath, "r");
+  FILE *pgn = std::fopen(pgnPath, "rb");
   if (!pgn) {
     std::fprintf(stderr, "cannot open %s\n", pgnPath);
     return 1;
   }
-  std::vector<Occurrence> seen;
-  PgnReader reader;
-  reader.File = pgn;
-  std::vector<std::string> sans;
-  u32 games = 0, used = 0, broken = 0;
-  while (reader.NextGame(sans)) {
-    games++;
-    if (reader.SetUp || (reader.Result != "1-0" && reader.Result != "0-1" && reader.Result != "1/2-1/2")) continue;
-    used++;
-    SetStartPosition();
-    for (int ply = 0; ply < int(sans.size()) && ply < options.Plies; ply++) {
-      const SanMatch match = ParseSan(sans[ply].c_str());
-      if (match.Matches != 1) {
-        broken++;
-        break;
-      }
-      Occurrence o;
-      BookPositionKey(o.A, o.B);
-      o.From = u8(MoveFrom(match.Move)), o.To = u8(MoveTo(match.Move));
-      o.Outcome = u8(Outcome(reader.Result, thread_board.SideToMove));
-      o.Game = games;
-      seen.push_back(o);
-      make_move(match.Move, 1);
-    }
-  }
+  Run.Limits = options;
+  ReadPgnGames(pgn, {StartBookGame, TakeBookMove, IgnoreGameEnd});
   std::fclose(pgn);
+  std::vector<Occurrence> &seen = Run.Seen;
   std::sort(seen.begin(), seen.end(), KeyLess);
 
   struct Entry {
@@ -220,7 +175,8 @@ int Build(const char *pgnPath, const char *bookPath, const Options &options) {
     std::fprintf(stderr, "cannot write %s\n", bookPath);
     return 1;
   }
-  std::printf("%u games read, %u used, %u stopped at a move that could not be read\n", games, used, broken);
+  std::printf("%u games read, %u used, %u stopped at a move that could not be read\n", Run.Games, Run.Used,
+              Run.Broken);
   std::printf("%zu positions, %zu moves (%zu excluded), %zu bytes written to %s\n", positions.size(), moveCount,
               excluded, out.size(), bookPath);
   return 0;

@@ -361,8 +361,22 @@ TEST_F(BookTest, SanReadsPiecesCapturesPromotionsCastlingAndAmbiguity) {
   EXPECT_EQ(ParseSan("Nxe5").Matches, 0);  // nothing to capture on e5
   EXPECT_EQ(ParseSan("Qd1").Matches, 0);
   const SanMatch ambiguous = ParseSan("Ne5");
-  EXPECT_NE(ambiguous.Other, ambiguous.Move);
-  EXPECT_NE(ambiguous.Other, 0u);
+  EXPECT_NE(ambiguous.First, ambiguous.Second);
+  EXPECT_NE(ambiguous.First, 0u);
+  EXPECT_EQ(ambiguous.Second, ambiguous.Move);
+  // The forms PGN files use: a colon for a capture, the from rank, the from file, both.
+  LoadFen("4k3/8/8/3p4/4P3/Q7/3N4/Q1Q1K1N1 w - - 0 1");
+  EXPECT_STREQ(MoveText(text, ParseSan("e:d5").Move), "e4d5");
+  EXPECT_STREQ(MoveText(text, ParseSan("N1f3").Move), "g1f3");
+  EXPECT_STREQ(MoveText(text, ParseSan("Qa1b2").Move), "a1b2");
+  EXPECT_EQ(ParseSan("Qb2").Matches, 3);
+  EXPECT_EQ(ParseSan("Qab2").Matches, 2);
+  LoadFen("r3k2r/8/8/8/8/8/8/4K3 b kq - 0 1");
+  EXPECT_STREQ(MoveText(text, ParseSan("0-0-0").Move), "e8c8");
+  EXPECT_STREQ(MoveText(text, ParseSan("O-O").Move), "e8g8");
+  LoadFen("4k3/8/8/8/8/8/8/R4RK1 w - - 0 1");
+  EXPECT_STREQ(MoveText(text, ParseSan("Rad1").Move), "a1d1");
+  EXPECT_EQ(ParseSan("Rd1").Matches, 2);
 }
 
 }  // namespace
