@@ -3,7 +3,9 @@
 #include "board/board.h"
 
 extern u64 RookMask[64], BishopMask[64];
-extern u64 RookMagic[64], BishopMagic[64];
+// Fixed multipliers, found once by tools/magics/find_magics.cpp; every occupancy of a mask gets its own slot or
+// one that holds the same attack set.
+extern const u64 RookMagic[64], BishopMagic[64];
 extern u32 RookShift[64], BishopShift[64];
 extern u64 *RookTable[64], *BishopTable[64];
 extern u64 RookEmpty[64], BishopEmpty[64], QueenEmpty[64];
@@ -53,6 +55,12 @@ extern i32 KingDangerPattern[384];
 // The first table of the start-up: the default weights, 1, then 0, then 4 in the three thirds.
 void SetDefaultKingDangerPattern();
 void InitAttackTables();
+
+// The slow ray walk behind the magic tables: the squares reached along the four steps (8, 1, -8, -1 for a rook),
+// each ray stopping at the first square of `occ`; and the mask of the squares that can block, edges left out.
+extern const int RookSteps[4], BishopSteps[4];
+u64 SliderAttacksSlowly(int sq, const int steps[4], u64 occ);
+u64 SliderMask(int sq, const int steps[4]);
 
 // Is `sq` attacked by any piece of `side` (kings included, pawns diagonally only)?
 inline bool IsAttacked(int side, int sq) {
