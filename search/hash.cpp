@@ -26,7 +26,7 @@ i64 EvalCacheBytes() { return i64(Settings.EvalCacheSize) * 32 + EVAL_CACHE_SPAR
 }  // namespace
 
 void *AllocateTableBlock(i64 bytes) {
-  void *block = bytes > 0 && u64(bytes) <= SIZE_MAX ? std::malloc(size_t(bytes)) : nullptr;
+  void *block = bytes > 0 && u64(bytes) <= SIZE_MAX ? std::calloc(size_t(bytes), 1) : nullptr;
   if (!block) {
     printf("An error occured while memory allocation!\n");
     quit(1);
@@ -36,8 +36,10 @@ void *AllocateTableBlock(i64 bytes) {
 
 void ClearTableBlock(void *block, i64 bytes) {
   std::memset(block, 0, size_t(bytes));
-  std::memset(block, 0xFF, sizeof(u64));
+  MarkFirstKey(block);
 }
+
+void MarkFirstKey(void *block) { std::memset(block, 0xFF, sizeof(u64)); }
 
 i32 EntriesForMegabytes(i64 megabytes, int entrySize) {
   if (megabytes < 0) megabytes = 0;  // a negative size asks for no table
@@ -54,9 +56,10 @@ void AllocateTables() {
   PawnHashTable = static_cast<PawnHashEntry *>(AllocateTableBlock(PawnHashBytes()));
   EvalCache = static_cast<EvalCacheEntry *>(AllocateTableBlock(EvalCacheBytes()));
   RepetitionTable = static_cast<RepetitionSlot *>(AllocateTableBlock(REPETITION_TABLE_BYTES));
-  ClearHash();
-  ClearPawnHash();
-  ClearEvalCache();
+  MarkFirstKey(TranspositionTable);
+  MarkFirstKey(PawnHashTable);
+  MarkFirstKey(EvalCache);
+  Settings.HashAge = 0;
 }
 
 void ReleaseTables() {
