@@ -1,5 +1,4 @@
 #include "board/attacks.h"
-#include "eval/bitbases.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -276,8 +275,6 @@ void InitAttackTables() {
   BuildPieceSquareTables();
   InitKnightDistance();
   InitKnightStopsPawn();
-  // The endgame bitbases are solved over these tables.
-  BuildBitbases();
 }
 
 void SetDefaultKingDangerPattern() {
