@@ -102,12 +102,16 @@ constexpr u32 CastlingMove() {
   return MakeMove(home, KingSide ? home + 2 : home - 2, KING, NONE);
 }
 
+// The squares that pawns of `side` on `pawns` attack.
+constexpr u64 PawnHits(int side, u64 pawns) {
+  return side == WHITE ? ((pawns << 7) & ~FILE_H) | ((pawns << 9) & ~FILE_A)
+                       : ((pawns >> 9) & ~FILE_H) | ((pawns >> 7) & ~FILE_A);
+}
+
 // Every square that `side` attacks in the current position.
 inline u64 AttackedSquares(int side) {
   const BoardRecord &b = thread_board;
-  const u64 pawns = b.Pawns[side];
-  u64 attacked = side == WHITE ? ((pawns << 7) & ~FILE_H) | ((pawns << 9) & ~FILE_A)
-                               : ((pawns >> 9) & ~FILE_H) | ((pawns >> 7) & ~FILE_A);
+  u64 attacked = PawnHits(side, b.Pawns[side]);
   for (u64 set = b.Knights[side]; set;) attacked |= KnightAttacks[PopLowest(set)];
   for (u64 set = b.BishopsQueens & b.Pieces[side]; set;) attacked |= BishopAttacks(PopLowest(set), b.Occupied);
   for (u64 set = b.RooksQueens & b.Pieces[side]; set;) attacked |= RookAttacks(PopLowest(set), b.Occupied);

@@ -1,39 +1,17 @@
-// Endgame knowledge, king safety, piece terms and passers: bitbases against Syzygy and a forward search, known endings
-// by score bands, and the evaluation over odd random positions.
+// Endgame knowledge, king safety, piece terms and passers: known endings by score bands, and the evaluation
+// over odd random positions.
 #include <gtest/gtest.h>
 
 #include <iterator>
 #include <random>
 #include <string>
 
-#include "eval/bitbases.h"
-#include "eval/eval.h"
 #include "eval/eval_tables.h"
-#include "shell/settings.h"
-#include "tests/unit/tablebase_support.h"
-#include "tests/unit/move_list.h"
-#include "tests/unit/values_loading.h"
+#include "tests/unit/endgame_fixture.h"
 
 namespace {
 
 using namespace movetest;
-
-class EndgameTest : public EngineTest {
- protected:
-  static void SetUpTestSuite() {
-    InitEngineTables();
-    LoadRepositoryValues();
-  }
-  static void TearDownTestSuite() { LoadCompiledDefaults(); }
-
-  static i32 Eval(const std::string &fen, int rootSide = -1) {
-    LoadFen(fen.c_str());
-    Settings.RootSide = rootSide < 0 ? thread_board.SideToMove : rootSide;
-    i32 score = -MATE_SCORE;
-    Evaluate(&score, MATE_SCORE);
-    return score;
-  }
-};
 
 int KingDistance(int a, int b) { return std::max(std::abs(FileOf(a) - FileOf(b)), std::abs(RankOf(a) - RankOf(b))); }
 
@@ -170,7 +148,8 @@ TEST_F(EndgameTest, OddRandomPositionsEvaluateSafely) {
 TEST_F(EndgameTest, FewMenScoreAlikeInTheMirrorAndForTheOtherSide) {
   std::mt19937 random(5);
   const char *const sets[] = {"RR", "R", "Q", "BN", "BB", "RP", "QP", "RPP", "BPP", "NPP", "PPP", "RB", "RN", "QR",
-                              "PP", "P", "RBPP", "rP", "rPP", "bPPP", "nP", "pPP", "ppPP", "bBP", "rRP", "qQPP", "nBP"};
+                              "PP", "P", "RBPP", "rP", "rPP", "bPPP", "nP", "pPP", "ppPP", "bBP", "rRP", "qQPP", "nBP",
+                              "Qp", "rRPPp", "PPp", "rPPP", "QpP", "Rppp"};
   int compared = 0, otherSide = 0, differences = 0;
   for (int round = 0; round < 40000 && differences < 5; round++) {
     const std::string fen = RandomFen(random, sets[random() % std::size(sets)], true);
