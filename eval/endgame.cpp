@@ -333,9 +333,10 @@ i32 ScaleTwoPlusOne(i32 v) {
     return v;
   }
   if (Majors(WHITE) != Majors(BLACK)) return v;
-  bool run;
-  if (Majors(WHITE)) run = !(PassedMask[s][low] & defenderKing) && !(PassedMask[s][high] & defenderKing);
-  else run = false;
+  // With rooks or queens the pawns run when the king stands before neither; without, when one is a runner.
+  const bool run = Majors(WHITE) ? !(PassedMask[s][low] & defenderKing) && !(PassedMask[s][high] & defenderKing)
+                                 : ProbeRunner(s, low, b.KingSquare[s], b.KingSquare[d]) ||
+                                       ProbeRunner(s, high, b.KingSquare[s], b.KingSquare[d]);
   const bool bishop = b.Bishops[d] != 0;
   int factor;
   if (run) factor = bishop ? 7 : 10;

@@ -97,4 +97,18 @@ TEST_F(EndgameTest, ThreePawnsWithLittleForceScaleDown) {
   }
 }
 
+// Two pawns against one, no passer, two minors a side: a runner among the two takes the running factor.
+TEST_F(EndgameTest, TwoPawnsAgainstOneRunWithARunner) {
+  auto scales = [&](int factor, const std::string &fen) {
+    return EvalWith(EndingScale[factor], 0, fen) != EvalWith(EndingScale[factor], 256, fen);
+  };
+  for (bool mirrored : {false, true}) {
+    auto fen = [&](const std::string &f) { return mirrored ? MirrorFen(f) : f; };
+    EXPECT_TRUE(scales(7, fen("7k/4b3/5n2/1p6/P1P5/8/3BN3/2K5 w - - 0 1")));
+    EXPECT_FALSE(scales(7, fen("8/1k2b3/5n2/1p6/P1P5/8/3BN3/2K5 w - - 0 1")));
+    EXPECT_TRUE(scales(8, fen("8/1k2b3/5n2/1p6/P1P5/8/3BN3/2K5 w - - 0 1")) ||
+                scales(9, fen("8/1k2b3/5n2/1p6/P1P5/8/3BN3/2K5 w - - 0 1")));
+  }
+}
+
 }  // namespace
