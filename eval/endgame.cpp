@@ -25,7 +25,6 @@ constexpr i32 MatingEdge[64] = {
 // (v * f) >> 8, rounded toward zero so that a score and its colour-swapped image scale alike.
 i32 Scaled(i64 v, i64 f) { return i32(v < 0 ? -((-v * f) >> 8) : (v * f) >> 8); }
 
-
 int Distance(int a, int b) { return std::max(std::abs(FileOf(a) - FileOf(b)), std::abs(RankOf(a) - RankOf(b))); }
 
 // A side that cannot win by material alone; both such, or the side to move such while not ahead: a draw.
@@ -397,12 +396,12 @@ void ScaleRookPawnRook() {
 
 // Three pawns with a rook or a bishop each, no knights and at most one passed file a side: drawish unless a pawn
 // of the side with more pawns gets away (from the defending king with rooks, as a runner with bishops). Pawn
-// endings never come to the ladder, so the rule's case without pieces (factor 14) has no place here.
+// endings never come to the ladder, so the rule's case without pieces (factor 14) is left out.
 void ScaleThreePawns() {
   const BoardRecord &b = thread_board;
   EvalInfo &info = thread_eval_info;
   const int points = b.PieceMaterial[WHITE];
-  if (points != b.PieceMaterial[BLACK] || points >= 6 || b.Knights[WHITE] || b.Knights[BLACK]) return;
+  if (!points || points != b.PieceMaterial[BLACK] || points >= 6 || b.Knights[WHITE] || b.Knights[BLACK]) return;
   const u8 *passed = b.PawnEntry.PassedVector;  // black, then white
   if (PopCount(passed[0]) > 1 || PopCount(passed[1]) > 1) return;
   const int s = b.PieceCount[PAWN][WHITE] > b.PieceCount[PAWN][BLACK] ? WHITE : BLACK, d = ChangeSide(s);
