@@ -1,5 +1,4 @@
 #include "board/attacks.h"
-#include "eval/bitbases.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -8,7 +7,6 @@
 #include "board/piece_square.h"
 
 u64 RookMask[64], BishopMask[64];
-u64 RookMagic[64], BishopMagic[64];
 u32 RookShift[64], BishopShift[64];
 u64 *RookTable[64], *BishopTable[64];
 u64 RookEmpty[64], BishopEmpty[64], QueenEmpty[64];
@@ -45,17 +43,18 @@ i32 PawnFileClass[256];
 u8 LowerCase[256];
 i32 KingDangerPattern[384];
 
-namespace {
-
 // A step is valid when it moves exactly one king step, so nothing wraps round an edge.
-bool StepTarget(int sq, int step, int &target) {
+static bool StepTarget(int sq, int step, int &target) {
   target = sq + step;
   if (target < 0 || target > 63) return false;
   return std::abs(FileOf(target) - FileOf(sq)) <= 1 && std::abs(RankOf(target) - RankOf(sq)) <= 1;
 }
 
+const int RookSteps[4] = {8, 1, -8, -1};
+const int BishopSteps[4] = {9, -7, -9, 7};
+
 // Squares reached by repeating `step` from `sq`, stopping after the first square in `occ`.
-u64 SlideAttacks(int sq, int step, u64 occ) {
+static u64 SlideAttacks(int sq, int step, u64 occ) {
   u64 result = 0;
   int target;
   while (StepTarget(sq, step, target)) {
@@ -65,6 +64,20 @@ u64 SlideAttacks(int sq, int step, u64 occ) {
   }
   return result;
 }
+
+u64 SliderAttacksSlowly(int sq, const int steps[4], u64 occ) {
+  u64 attacks = 0;
+  for (int i = 0; i < 4; i++) attacks |= SlideAttacks(sq, steps[i], occ);
+  return attacks;
+}
+
+u64 SliderMask(int sq, const int steps[4]) {
+  const u64 edges = ((RANK_1 | RANK_8) & ~RankMask(RankOf(sq))) | ((FILE_A | FILE_H) & ~FileMask(FileOf(sq)));
+  return SliderAttacksSlowly(sq, steps, 0) & ~edges;
+}
+
+namespace {
+
 
 void InitByteTables() {
   for (int x = 0; x < 256; x++) {
@@ -178,80 +191,26 @@ void InitStepTables() {
     }
 }
 
-// The small deterministic generator of the magic search.
-struct MagicGenerator {
-  u64 a = 0xF1EA5EED, b = 0xD4E12C77, c = 0xD4E12C77, d = 0xD4E12C77;
-  static u64 Rotl(u64 x, int k) { return k ? (x << k) | (x >> (64 - k)) : x; }
-  static u64 Rotr(u64 x, int k) { return k ? (x >> k) | (x << (64 - k)) : x; }
-  MagicGenerator() {
-    for (int i = 0; i < 73; i++) Next();
-  }
-  u64 Next() {
-    u64 e = a - Rotl(b, 7);
-    a = b ^ Rotl(c, 13);
-    b = c + Rotl(d, 37);
-    c = d + e;
-    d = e + a;
-    return d;
-  }
-  u64 Candidate(int booster) {
-    u64 o1 = Next(), o2 = Next(), o3 = Next();
-    u64 m = Rotr(o1, booster & 63) & o2;
-    return Rotr(m, (booster >> 6) & 63) & o3;
-  }
-};
-
-void FindMagics(const int steps[4], u64 *pool, u64 *mask, u64 *magic, u32 *shift, u64 **table, u64 *empty) {
-  static const int boosters[8] = {1059, 3608, 605, 3234, 3326, 38, 2029, 3043};
-  static u64 occupancy[4096], reference[4096];
-  // A slot counts as cleared when its stamp is not the current candidate's, which spares a wipe per try.
-  static int stamp[4096];
-  int candidate = 0;
-  MagicGenerator generator;
+// Every occupancy of a square's mask goes to its slot by the square's fixed magic; the slices follow one another.
+void FillSlider(const int steps[4], const u64 *magic, u64 *pool, u64 *mask, u32 *shift, u64 **table, u64 *empty) {
   u64 *slice = pool;
   for (int sq = 0; sq < 64; sq++) {
-    u64 attacks = 0;
-    for (int i = 0; i < 4; i++) attacks |= SlideAttacks(sq, steps[i], 0);
-    u64 edges = ((RANK_1 | RANK_8) & ~RankMask(RankOf(sq))) | ((FILE_A | FILE_H) & ~FileMask(FileOf(sq)));
-    mask[sq] = attacks & ~edges;
+    mask[sq] = SliderMask(sq, steps);
     shift[sq] = u32(64 - PopCount(mask[sq]));
     table[sq] = slice;
-    int size = 0;
     u64 subset = 0;
     do {
-      occupancy[size] = subset;
-      reference[size] = 0;
-      for (int i = 0; i < 4; i++) reference[size] |= SlideAttacks(sq, steps[i], subset);
-      size++;
+      slice[(subset * magic[sq]) >> shift[sq]] = SliderAttacksSlowly(sq, steps, subset);
       subset = (subset - mask[sq]) & mask[sq];
     } while (subset);
-    for (bool found = false; !found;) {
-      u64 m;
-      do m = generator.Candidate(boosters[RankOf(sq)]);
-      while (PopCount((mask[sq] * m) >> 56) < 6);
-      candidate++;
-      found = true;
-      for (int i = 0; i < size && found; i++) {
-        const u64 index = ((occupancy[i] & mask[sq]) * m) >> shift[sq];
-        if (stamp[index] != candidate) {
-          stamp[index] = candidate;
-          slice[index] = reference[i];
-        } else if (slice[index] != reference[i]) {
-          found = false;
-        }
-      }
-      magic[sq] = m;
-    }
     empty[sq] = slice[0];
-    slice += size;
+    slice += u64(1) << PopCount(mask[sq]);
   }
 }
 
 void InitSliders() {
-  static const int rookSteps[4] = {8, 1, -8, -1};
-  static const int bishopSteps[4] = {9, -7, -9, 7};
-  FindMagics(rookSteps, RookPool, RookMask, RookMagic, RookShift, RookTable, RookEmpty);
-  FindMagics(bishopSteps, BishopPool, BishopMask, BishopMagic, BishopShift, BishopTable, BishopEmpty);
+  FillSlider(RookSteps, RookMagic, RookPool, RookMask, RookShift, RookTable, RookEmpty);
+  FillSlider(BishopSteps, BishopMagic, BishopPool, BishopMask, BishopShift, BishopTable, BishopEmpty);
   for (int sq = 0; sq < 64; sq++) QueenEmpty[sq] = RookEmpty[sq] | BishopEmpty[sq];
   std::memset(Direction, 0, sizeof Direction);
   struct {
@@ -316,8 +275,6 @@ void InitAttackTables() {
   BuildPieceSquareTables();
   InitKnightDistance();
   InitKnightStopsPawn();
-  // The endgame bitbases are solved over these tables.
-  BuildBitbases();
 }
 
 void SetDefaultKingDangerPattern() {

@@ -3,7 +3,9 @@
 #include "board/board.h"
 
 extern u64 RookMask[64], BishopMask[64];
-extern u64 RookMagic[64], BishopMagic[64];
+// Fixed multipliers, found once by tools/magics/find_magics.cpp; every occupancy of a mask gets its own slot or
+// one that holds the same attack set.
+extern const u64 RookMagic[64], BishopMagic[64];
 extern u32 RookShift[64], BishopShift[64];
 extern u64 *RookTable[64], *BishopTable[64];
 extern u64 RookEmpty[64], BishopEmpty[64], QueenEmpty[64];
@@ -54,6 +56,12 @@ extern i32 KingDangerPattern[384];
 void SetDefaultKingDangerPattern();
 void InitAttackTables();
 
+// The slow ray walk behind the magic tables: the squares reached along the four steps (8, 1, -8, -1 for a rook),
+// each ray stopping at the first square of `occ`; and the mask of the squares that can block, edges left out.
+extern const int RookSteps[4], BishopSteps[4];
+u64 SliderAttacksSlowly(int sq, const int steps[4], u64 occ);
+u64 SliderMask(int sq, const int steps[4]);
+
 // Is `sq` attacked by any piece of `side` (kings included, pawns diagonally only)?
 inline bool IsAttacked(int side, int sq) {
   const BoardRecord &b = thread_board;
@@ -94,12 +102,16 @@ constexpr u32 CastlingMove() {
   return MakeMove(home, KingSide ? home + 2 : home - 2, KING, NONE);
 }
 
+// The squares that pawns of `side` on `pawns` attack.
+constexpr u64 PawnHits(int side, u64 pawns) {
+  return side == WHITE ? ((pawns << 7) & ~FILE_H) | ((pawns << 9) & ~FILE_A)
+                       : ((pawns >> 9) & ~FILE_H) | ((pawns >> 7) & ~FILE_A);
+}
+
 // Every square that `side` attacks in the current position.
 inline u64 AttackedSquares(int side) {
   const BoardRecord &b = thread_board;
-  const u64 pawns = b.Pawns[side];
-  u64 attacked = side == WHITE ? ((pawns << 7) & ~FILE_H) | ((pawns << 9) & ~FILE_A)
-                               : ((pawns >> 9) & ~FILE_H) | ((pawns >> 7) & ~FILE_A);
+  u64 attacked = PawnHits(side, b.Pawns[side]);
   for (u64 set = b.Knights[side]; set;) attacked |= KnightAttacks[PopLowest(set)];
   for (u64 set = b.BishopsQueens & b.Pieces[side]; set;) attacked |= BishopAttacks(PopLowest(set), b.Occupied);
   for (u64 set = b.RooksQueens & b.Pieces[side]; set;) attacked |= RookAttacks(PopLowest(set), b.Occupied);

@@ -12,6 +12,7 @@
 #include "eval/evaluate_steps.h"
 #include "eval/material.h"
 #include "eval/passers.h"
+#include "eval/rook_pawns.h"
 
 namespace {
 
@@ -23,11 +24,6 @@ constexpr i32 MatingEdge[64] = {
 
 // (v * f) >> 8, rounded toward zero so that a score and its colour-swapped image scale alike.
 i32 Scaled(i64 v, i64 f) { return i32(v < 0 ? -((-v * f) >> 8) : (v * f) >> 8); }
-
-u64 PawnHits(int side, u64 pawns) {
-  return side == WHITE ? ((pawns << 7) & ~FILE_H) | ((pawns << 9) & ~FILE_A)
-                       : ((pawns >> 9) & ~FILE_H) | ((pawns >> 7) & ~FILE_A);
-}
 
 int Distance(int a, int b) { return std::max(std::abs(FileOf(a) - FileOf(b)), std::abs(RankOf(a) - RankOf(b))); }
 
@@ -94,11 +90,38 @@ bool PawnRace(i32 *score) {
   return false;
 }
 
+// Bishops of opposite colours, two pawns against none on the colour of their own bishop, side by side on a
+// diagonal: the defending king in front of one pawn and its bishop on the square in front of the other hold
+// them, as does the king in front of a rook pawn's neighbour. Told for black pawns; the mirror is by rank.
+bool BishopsBlockadeTwoPawns() {
+  const BoardRecord &b = thread_board;
+  for (int pawnSide : {WHITE, BLACK}) {
+    const int defender = ChangeSide(pawnSide);
+    if (b.PieceCount[PAWN][pawnSide] != 2 || b.Pawns[defender] || !b.Bishops[pawnSide] || !b.Bishops[defender]) continue;
+    const u64 colour = (b.Bishops[pawnSide] & LightSquares) ? LightSquares : DarkSquares;
+    if ((b.Bishops[defender] & colour) || (b.Pawns[pawnSide] & ~colour)) return false;
+    const int flip = pawnSide == BLACK ? 0 : 56;
+    int lo = LowestSquare(b.Pawns[pawnSide]) ^ flip, hi = HighestSquare(b.Pawns[pawnSide]) ^ flip;
+    if (lo > hi) std::swap(lo, hi);
+    if ((hi != lo + 9 && hi != lo + 7) || std::abs(FileOf(hi) - FileOf(lo)) != 1) return false;
+    const int king = b.KingSquare[defender] ^ flip, bishop = LowestSquare(b.Bishops[defender]);
+    const u64 bishopCover = Bit(bishop) | BishopAttacks(bishop, b.Occupied);
+    auto covers = [&](int sq) { return ((bishopCover >> (sq ^ flip)) & 1) != 0; };
+    const bool edge = (FileOf(lo) == 0 && hi == lo + 9) || (FileOf(lo) == 7 && hi == lo + 7);
+    const bool blockade = (edge && king == hi - 8) || (king == lo - 8 && covers(hi - 8)) || (king == hi - 8 && covers(lo - 8));
+    if (!blockade) return false;
+    thread_eval_info.OtherSideKnown = 0;
+    // The pawns' king must not be about to take the bishop.
+    return b.SideToMove == defender || !(KingAttacks[b.KingSquare[pawnSide]] & b.Bishops[defender]);
+  }
+  return false;
+}
+
 // One pawn, a bishop against a knight or bishops of opposite colours: the defender stops the pawn.
 bool MinorStopsPawn() {
   const BoardRecord &b = thread_board;
   EvalInfo &info = thread_eval_info;
-  if (b.PieceMaterial[WHITE] != 3 || b.PieceMaterial[BLACK] != 3 || PopCount(b.AllPawns) != 1) return false;
+  if (PopCount(b.AllPawns) != 1) return false;
   const int strong = b.Pawns[WHITE] ? WHITE : BLACK, weak = ChangeSide(strong);
   const int pawn = LowestSquare(b.AllPawns);
   const int step = strong == WHITE ? 8 : -8;
@@ -167,6 +190,46 @@ bool EdgeMate(i32 *score) {
     if (mated) info.Cacheable = 0;
     *score = mated ? Ply - MATE_SCORE : 0;
     return true;
+  }
+  return false;
+}
+
+// K+Q against K+P with the pawn one step from promotion on a rook or bishop file and its king beside it: the
+// queen's king too far away to help draws. Told for a black pawn; the mirror is by rank.
+bool QueenCannotStopPawn() {
+  const BoardRecord &b = thread_board;
+  for (int queenSide : {WHITE, BLACK}) {
+    const int pawnSide = ChangeSide(queenSide);
+    if (b.PieceMaterial[queenSide] != 9 || !b.Queens[queenSide] || b.Pawns[queenSide] || b.PieceMaterial[pawnSide] ||
+        b.PieceCount[PAWN][pawnSide] != 1)
+      continue;
+    const int flip = pawnSide == BLACK ? 0 : 56;
+    const int pawn = LowestSquare(b.Pawns[pawnSide]) ^ flip;
+    const int king = b.KingSquare[queenSide] ^ flip, pawnKing = b.KingSquare[pawnSide] ^ flip;
+    if (RankOf(pawn) != 1 || RankOf(pawnKing) > 1) return false;
+    const int fk = FileOf(king), rk = RankOf(king), file = FileOf(pawn), kingFile = FileOf(pawnKing);
+    const bool pawnToMove = b.SideToMove == pawnSide;
+    const int queen = LowestSquare(b.Queens[queenSide]);
+    const u64 reach = RookAttacks(queen, b.Occupied) | BishopAttacks(queen, b.Occupied);
+    auto reachesBoth = [&](int x, int y) { return ((reach >> (x ^ flip)) & (reach >> (y ^ flip)) & 1) != 0; };
+    constexpr int b1 = 1, c1 = 2, f1 = 5, g1 = 6, b2 = 9, g2 = 14, d4 = 27, e4 = 28, f4 = 29, d5 = 35, e5 = 36, f5 = 37;
+    bool draw = false, byMove = true;
+    if (file == 7 && kingFile >= 5)
+      draw = pawnToMove ? fk < 4 || rk > 3 : fk < 3 || rk > 4;
+    else if (file == 0 && kingFile <= 2)
+      draw = pawnToMove ? fk > 3 || rk > 3 : fk > 4 || rk > 4;
+    else if (file == 5 && pawnKing == f1)
+      draw = pawnToMove ? fk < 5 || rk > 3 || king == e4 || king == f4 : fk < 3 || rk > 4 || king == d5;
+    else if (file == 2 && pawnKing == c1)
+      draw = pawnToMove ? (fk > 3 || rk > 3 || king == d4) && !reachesBoth(b1, b2) : fk > 5 || rk > 4 || king == e5 || king == f5;
+    else if (file == 5 && kingFile >= 5)
+      draw = (fk < 4 || rk > 3 || king == e4) && !reachesBoth(g1, g2), byMove = false;
+    else if (file == 2 && kingFile <= 2)
+      draw = fk > 3 || rk > 3 || king == d4, byMove = false;
+    else
+      return false;
+    if (byMove) thread_eval_info.OtherSideKnown = 0;
+    return draw;
   }
   return false;
 }
@@ -269,9 +332,10 @@ i32 ScaleTwoPlusOne(i32 v) {
     return v;
   }
   if (Majors(WHITE) != Majors(BLACK)) return v;
-  bool run;
-  if (Majors(WHITE)) run = !(PassedMask[s][low] & defenderKing) && !(PassedMask[s][high] & defenderKing);
-  else run = false;
+  // With rooks or queens the pawns run when the king stands before neither; without, when one is a runner.
+  const bool run = Majors(WHITE) ? !(PassedMask[s][low] & defenderKing) && !(PassedMask[s][high] & defenderKing)
+                                 : ProbeRunner(s, low, b.KingSquare[s], b.KingSquare[d]) ||
+                                       ProbeRunner(s, high, b.KingSquare[s], b.KingSquare[d]);
   const bool bishop = b.Bishops[d] != 0;
   int factor;
   if (run) factor = bishop ? 7 : 10;
@@ -328,6 +392,27 @@ void ScaleRookPawnRook() {
   const int rookFile = FileOf(LowestSquare(b.Rooks[s]));
   const bool between = (rookFile > file && rookFile < FileOf(defender)) || (rookFile < file && rookFile > FileOf(defender));
   Scale(between ? 21 : 23);
+}
+
+// Three pawns with a rook or a bishop each, no knights and at most one passed file a side: drawish unless a pawn
+// of the side with more pawns gets away (from the defending king with rooks, as a runner with bishops). Pawn
+// endings never come to the ladder, so the rule's case without pieces (factor 14) is left out.
+void ScaleThreePawns() {
+  const BoardRecord &b = thread_board;
+  EvalInfo &info = thread_eval_info;
+  const int points = b.PieceMaterial[WHITE];
+  if (!points || points != b.PieceMaterial[BLACK] || points >= 6 || b.Knights[WHITE] || b.Knights[BLACK]) return;
+  const u8 *passed = b.PawnEntry.PassedVector;  // black, then white
+  if (PopCount(passed[0]) > 1 || PopCount(passed[1]) > 1) return;
+  const int s = b.PieceCount[PAWN][WHITE] > b.PieceCount[PAWN][BLACK] ? WHITE : BLACK, d = ChangeSide(s);
+  info.OtherSideKnown = 0;
+  for (u64 pawns = b.Pawns[s]; pawns;) {
+    const int p = PopLowest(pawns);
+    const bool away = points == 5 ? !(PassedMask[s][p] & b.Kings[d])
+                                  : ProbeRunner(s, p, b.KingSquare[s], b.KingSquare[d]);
+    if (away) return;
+  }
+  Scale(passed[s == WHITE ? 1 : 0] ? 15 : 16);
 }
 
 // The leader without pawns, by the force on the board.
@@ -388,13 +473,17 @@ bool RecogniseEnding(i32 *score) {
     if (PawnRace(score)) return true;
     info.PassedPawns[WHITE] = info.PassedPawns[BLACK] = 0;
   }
-  if (MinorStopsPawn()) return *score = 0, true;
+  if (b.PieceMaterial[WHITE] == 3 && b.PieceMaterial[BLACK] == 3 && (BishopsBlockadeTwoPawns() || MinorStopsPawn()))
+    return *score = 0, true;
   if (EdgeMate(score)) return true;
+  i32 correction = 0;
+  if (RookAgainstPawns(score, correction)) return true;
+  if (QueenCannotStopPawn()) return *score = 0, true;
   WrongBishop();
   if (DrawnByForce(score)) return *score = 0, true;
   const i32 material = ReadMaterial();
   // ReadMaterial's table flags must not undo what this step found.
-  *score = material + Corrections();
+  *score = material + correction + Corrections();
   return false;
 }
 
@@ -460,6 +549,7 @@ void ScaleEnding() {
   }
   if (b.PieceMaterial[WHITE] == 5 && b.PieceMaterial[BLACK] == 5 && pawns == 1 && b.Rooks[WHITE] && b.Rooks[BLACK])
     ScaleRookPawnRook();
+  if (pawns == 3) ScaleThreePawns();
   if (!b.AllPawns && b.PieceMaterial[WHITE] == b.PieceMaterial[BLACK]) Scale(24);
   if (!b.Pawns[leader]) ScaleNoPawnLead(leader);
 }

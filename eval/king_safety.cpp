@@ -13,10 +13,31 @@ namespace {
 
 // Where a king stands, seen from its own side: 0 corner squares of the back rank, 1 centre of it, 2 the second
 // rank, 3 anywhere else.
-int ZoneClass(int sq) {
+constexpr int ZoneClass(int sq) {
   if (RankOf(sq) == 0) return (FileOf(sq) >= 2 && FileOf(sq) <= 5) ? 1 : 0;
   return RankOf(sq) == 1 ? 2 : 3;
 }
+
+// The fixed part of a zone square's pattern index, by the defending side, its king's square and the square:
+// the king's zone class, and whether the square lies in front of the king, behind it, or beside it towards
+// the centre.
+struct ZoneGeometryTable {
+  u8 index[2][64][64];
+  constexpr ZoneGeometryTable() : index() {
+    for (int side = 0; side < 2; side++)
+      for (int king = 0; king < 64; king++)
+        for (int z = 0; z < 64; z++) {
+          const int front = side == WHITE ? 1 : -1, rankStep = RankOf(z) - RankOf(king);
+          const bool queenSide = FileOf(king) < 4;
+          int v = ZoneClass(side == WHITE ? king : 63 - king);
+          if (rankStep == front) v |= 32;
+          else if (rankStep == -front) v |= 64;
+          else if (queenSide ? FileOf(z) > FileOf(king) : FileOf(z) < FileOf(king)) v |= 96;
+          index[side][king][z] = u8(v);
+        }
+  }
+};
+constexpr ZoneGeometryTable ZoneGeometry;
 
 // The file test of a king's shelter: open, half open, or how far the own pawn of the file has moved.
 template <int Us>
@@ -170,7 +191,7 @@ void AddDevelopment() {
   EvalInfo &info = thread_eval_info;
   i64 opening[2], ending[2];
   for (int side : {WHITE, BLACK}) {
-    const int rel = side == WHITE ? 0 : 56, home = side == WHITE ? 8 : 48, step = side == WHITE ? 8 : -8;
+    const int rel = side == WHITE ? 0 : 56, home = side == WHITE ? 8 : 48;
     const int king = b.KingSquare[side] ^ rel;
     int mask = 0;
     if (king >= 2 && king <= 5) mask |= 1;
@@ -181,12 +202,11 @@ void AddDevelopment() {
     if (b.Bishops[side] & Bit(5 ^ rel)) mask |= 32;
     const int cls = DevelopmentTable[mask];
     info.DevelopmentClass[side] = cls;
-    int pattern = 0;
-    for (int file = 1; file <= 6; file++)
-      if (b.Pawns[side] & Bit(home + file)) pattern |= 1 << (file - 1);
-    int centre = 0;
-    for (int file : {3, 4})
-      if ((b.Pawns[side] & Bit(home + file)) && (b.Occupied & Bit(home + file + step))) centre++;
+    // Home pawns of files b to g, one bit a file; those of files d and e with their next square taken.
+    const u64 pawns = b.Pawns[side];
+    const int pattern = int((pawns >> (home + 1)) & 63);
+    const u64 inFront = side == WHITE ? b.Occupied >> 8 : b.Occupied << 8;
+    const int centre = PopCount(pawns & (Bit(home + 3) | Bit(home + 4)) & inFront);
     opening[side] = i64(DevelopmentPawnsOpening[pattern] + BlockedCentreOpening[centre]) * DevelopmentWeight[cls];
     ending[side] = i64(DevelopmentPawnsEnding[pattern] + BlockedCentreEnding[centre]) * DevelopmentWeight[cls];
   }
@@ -214,24 +234,17 @@ void KingAttack(const u64 (&before)[2]) {
   const BoardRecord &b = thread_board;
   EvalInfo &info = thread_eval_info;
   if (info.Ending[Them]) return;
-  const int king = b.KingSquare[Them];
-  const int cls = ZoneClass(Them == WHITE ? king : 63 - king);
-  const int front = Them == WHITE ? 8 : -8;
-  const bool queenSide = FileOf(king) < 4;
+  const u8 *geometry = ZoneGeometry.index[Them][b.KingSquare[Them]];
+  // The other parts of the index, bit by bit: the defender covers the square; its occupant is a pawn of the
+  // defender, another of its men, or a man of the attacker; the attacker hits it safely, or not at all.
+  const u64 covered = before[Them], pawns = b.Pawns[Them], others = b.Pieces[Them] & ~pawns, ours = b.Pieces[Us];
+  const u64 hits = info.ZoneHits[Them], missed = ~before[Us] & ~hits;
   i32 largest = 0, sum = 0;
   for (u64 zone = info.KingZone[Them]; zone;) {
     const int z = PopLowest(zone);
-    int index = cls;
-    if (before[Them] & Bit(z)) index |= 4;
-    if (b.Pawns[Them] & Bit(z)) index |= 8;
-    else if (b.Pieces[Them] & Bit(z)) index |= 16;
-    else if (b.Pieces[Us] & Bit(z)) index |= 24;
-    const int rankStep = RankOf(z) - RankOf(king);
-    if (rankStep * 8 == front) index |= 32;
-    else if (rankStep * 8 == -front) index |= 64;
-    else if (queenSide ? FileOf(z) > FileOf(king) : FileOf(z) < FileOf(king)) index |= 96;
-    if (info.ZoneHits[Them] & Bit(z)) index |= 256;
-    else if (!(before[Us] & Bit(z))) index |= 128;
+    const int index = geometry[z] | int((covered >> z) & 1) << 2 | int((pawns >> z) & 1) << 3 |
+                      int((others >> z) & 1) << 4 | int((ours >> z) & 1) * 24 | int((missed >> z) & 1) << 7 |
+                      int((hits >> z) & 1) << 8;
     const i32 w = KingDangerPattern[index];
     sum += w;
     largest = std::max(largest, w);

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <climits>
 #include <iterator>
+#include <vector>
 #include <cstdio>
 #include <cstdlib>
 
@@ -131,11 +132,13 @@ bool NeedsNoKingSafety(const Force &enemy) {
   return enemy.Points() <= 9 || (!enemy.queens && enemy.Points() <= 14);
 }
 
-i16 ForceWeight(const i32 *weights, const Force &f) {
-  const i64 sum = i64(weights[0]) * f.knights + i64(weights[1]) * f.bishops + i64(weights[2]) * f.rooks +
-                  i64(weights[3]) * f.queens + i64(weights[4]) * f.pawns;
-  return i16(sum);
+// The weighted force of the pieces alone.
+i64 ForcePart(const i32 *weights, const Force &f) {
+  return i64(weights[0]) * f.knights + i64(weights[1]) * f.bishops + i64(weights[2]) * f.rooks +
+         i64(weights[3]) * f.queens;
 }
+
+i16 ForceWeight(const i32 *weights, const Force &f) { return i16(ForcePart(weights, f) + i64(weights[4]) * f.pawns); }
 
 // Signature numbers of the small piece pairs, by the imbalance index of (white, black) piece counts.
 i16 Signatures[IMBALANCE_ENTRIES];
@@ -195,79 +198,144 @@ i64 PawnBlend(const i32 (&corner)[4], i64 own, i64 enemy) {
          65536;
 }
 
-// Opening or ending value of a side's force, pawns blended by the heavy shares.
-i64 ForceValue(const Force &f, i64 ownShare, i64 enemyShare, const i32 *pieceDelta, i64 minorDelta, i64 rookDelta,
-               const i32 (&blend)[4]) {
+i64 HeavyShare(const Force &f) { return f.Points() ? (2304 * f.queens + 1280 * f.rooks) / f.Points() : 0; }
+
+// A side's pieces in opening or ending values, and the value of each of its pawns by the heavy shares.
+struct SideValues {
+  i64 pieces, pawn;
+};
+
+SideValues ValuesOf(const Force &f, i64 ownShare, i64 enemyShare, const i32 *pieceDelta, i64 minorDelta,
+                    i64 rookDelta, const i32 (&blend)[4]) {
   const i64 queen = i64(PieceDeltaCommon[QUEEN]) + pieceDelta[QUEEN] + 2 * (RookDeltaCommon + rookDelta);
   const i64 rook = i64(PieceDeltaCommon[ROOK]) + pieceDelta[ROOK] + RookDeltaCommon + rookDelta;
   const i64 bishop = i64(PieceDeltaCommon[BISHOP]) + pieceDelta[BISHOP] + MinorDeltaCommon + minorDelta;
   const i64 knight = i64(PieceDeltaCommon[KNIGHT]) + pieceDelta[KNIGHT] + MinorDeltaCommon + minorDelta;
-  const i64 pawn = i64(PieceDeltaCommon[PAWN]) + pieceDelta[PAWN] + PawnBlend(blend, ownShare, enemyShare);
-  return queen * f.queens + rook * f.rooks + bishop * f.bishops + knight * f.knights + pawn * f.pawns;
+  return {queen * f.queens + rook * f.rooks + bishop * f.bishops + knight * f.knights,
+          i64(PieceDeltaCommon[PAWN]) + pieceDelta[PAWN] + PawnBlend(blend, ownShare, enemyShare)};
 }
 
-i64 HeavyShare(const Force &f) { return f.Points() ? (2304 * f.queens + 1280 * f.rooks) / f.Points() : 0; }
+// Everything an entry needs of its pieces, worked out once for the 81 pawn counts that share them.
+struct PiecePair {
+  Force f[2];
+  TreeResult tree[2];  // without and with pawns on the board
+  bool treeReadsPawns;  // the first step of the tree, which weighs the minors by their pawns
+  i64 imbalance;        // the piece-only imbalance, good for White
+  SideValues open[2], end[2];
+  i64 tradeEnding;  // White's trade endings less Black's, for each of the two trees
+  i64 tradeEndingWithPawns;
+  i32 t;  // 24 - phase units, at least 0
+  i16 phase[3];
+  i64 weightOpening[2], weightEnding[2];
+  bool cannotWinWithoutPawns[2], ending[2];
+  i16 signature[2];
+  bool swappedFirst, symmetric;  // the order of the colour-swapped pair in the building loop
+};
 
-// The correction of one configuration, good for White, before scaling.
-i64 Correction(const Force (&f)[2]) {
-  const Force &w = f[WHITE], &b = f[BLACK];
-  i64 v = 0;
-  if (w.queens < 2 && b.queens < 2) {
-    const int a = PieceIndex(w, b), aSwapped = PieceIndex(b, w);
-    const int i = PawnIndex(w, b), iSwapped = PawnIndex(b, w);
-    v = -((i64(ImbalanceTable[a]) - ImbalanceTable[aSwapped]) / 2) -
-        ((i64(ImbalancePawnTable[i]) - ImbalancePawnTable[iSwapped]) / 2);
-  }
-  const TreeResult tree = ExchangeTree(f, true);
-  v += tree.value;
-  if (w.bishops >= 2) v += BishopPair[b.pawns];
-  if (b.bishops >= 2) v -= BishopPair[w.pawns];
-  v += i64(w.rooks - b.rooks) * RookPawns[w.pawns + b.pawns];
-  const i64 x = HeavyShare(w), y = HeavyShare(b);
-  const i64 open = ForceValue(w, x, y, PieceDeltaOpening, MinorDeltaOpening, RookDeltaOpening, PawnBlendOpening) -
-                   ForceValue(b, y, x, PieceDeltaOpening, MinorDeltaOpening, RookDeltaOpening, PawnBlendOpening);
-  i64 end = ForceValue(w, x, y, PieceDeltaEnding, MinorDeltaEnding, RookDeltaEnding, PawnBlendEnding) -
-            ForceValue(b, y, x, PieceDeltaEnding, MinorDeltaEnding, RookDeltaEnding, PawnBlendEnding);
+i64 TradeEndings(const TreeResult &tree) {
+  i64 sum = 0;
   for (int trade = 0; trade < TRADES; trade++)
-    end += (int(tree.earned[WHITE][trade]) - int(tree.earned[BLACK][trade])) * TradeEnding(trade);
-  const i64 t = std::max(0, 24 - w.PhaseUnits() - b.PhaseUnits());
-  return (end * t + open * (256 - t)) / 256 + v;
+    sum += (int(tree.earned[WHITE][trade]) - int(tree.earned[BLACK][trade])) * TradeEnding(trade);
+  return sum;
 }
 
-int MaterialIndexOf(const Force &w, const Force &b) {
-  return w.queens + 3 * b.queens + 9 * w.rooks + 27 * b.rooks + 81 * w.bishops + 243 * b.bishops +
-         729 * w.knights + 2187 * b.knights + 6561 * w.pawns + 59049 * b.pawns;
-}
-
-constexpr i16 NOT_BUILT = 32700;
-
-void BuildEntry(const Force (&f)[2]) {
-  const Force &w = f[WHITE], &b = f[BLACK];
-  MaterialEntry &e = MaterialTable[MaterialIndexOf(w, b)];
-  e.white_phase = i16(Phase(w.PhaseUnits(), 12));
-  e.black_phase = i16(Phase(b.PhaseUnits(), 12));
-  e.current_phase = i16(Phase(w.PhaseUnits() + b.PhaseUnits(), 24));
+void PreparePair(PiecePair &pair) {
+  const Force &w = pair.f[WHITE], &b = pair.f[BLACK];
+  Force withPawns[2] = {w, b};
+  withPawns[WHITE].pawns = 1;
+  pair.tree[0] = ExchangeTree(pair.f, true);
+  pair.tree[1] = ExchangeTree(withPawns, true);
+  pair.treeReadsPawns = w.Points() < 4 && b.Points() < 4;
+  pair.tradeEnding = TradeEndings(pair.tree[0]);
+  pair.tradeEndingWithPawns = TradeEndings(pair.tree[1]);
+  pair.imbalance = 0;
+  if (w.queens < 2 && b.queens < 2)
+    pair.imbalance = -((i64(ImbalanceTable[PieceIndex(w, b)]) - ImbalanceTable[PieceIndex(b, w)]) / 2);
+  const i64 share[2] = {HeavyShare(w), HeavyShare(b)};
   for (int side : {WHITE, BLACK}) {
-    e.MaterialOpening[side] = ForceWeight(ForceOpening, f[side]);
-    e.MaterialEnding[side] = ForceWeight(ForceEnding, f[side]);
-    e.MaterialFlags[side] = u8((CannotWin(f[side]) ? CANNOT_WIN : 0) |
-                               (NeedsNoKingSafety(f[ChangeSide(side)]) ? ENDING_FLAG : 0));
+    const Force &own = pair.f[side], &enemy = pair.f[ChangeSide(side)];
+    const i64 x = share[side], y = share[ChangeSide(side)];
+    pair.open[side] = ValuesOf(own, x, y, PieceDeltaOpening, MinorDeltaOpening, RookDeltaOpening, PawnBlendOpening);
+    pair.end[side] = ValuesOf(own, x, y, PieceDeltaEnding, MinorDeltaEnding, RookDeltaEnding, PawnBlendEnding);
+    pair.weightOpening[side] = ForcePart(ForceOpening, own);
+    pair.weightEnding[side] = ForcePart(ForceEnding, own);
+    pair.cannotWinWithoutPawns[side] = CannotWin(own);
+    pair.ending[side] = NeedsNoKingSafety(enemy);
   }
-  e.SignatureWhite = e.SignatureBlack = -1;
+  pair.t = std::max(0, 24 - w.PhaseUnits() - b.PhaseUnits());
+  pair.phase[0] = i16(Phase(w.PhaseUnits() + b.PhaseUnits(), 24));
+  pair.phase[1] = i16(Phase(b.PhaseUnits(), 12));
+  pair.phase[2] = i16(Phase(w.PhaseUnits(), 12));
+  pair.signature[0] = pair.signature[1] = -1;
   if (w.queens < 2 && b.queens < 2) {
-    e.SignatureWhite = Signatures[PieceIndex(w, b)];
-    e.SignatureBlack = Signatures[PieceIndex(b, w)];
-    if ((e.SignatureWhite < 0) != (e.SignatureBlack < 0)) {
-      printf("{%d %d} %d %d %d %d %d %d %d %d\n", e.SignatureWhite, e.SignatureBlack, w.queens, w.rooks, w.bishops,
-             w.knights, b.queens, b.rooks, b.bishops, b.knights);
+    pair.signature[0] = Signatures[PieceIndex(w, b)];
+    pair.signature[1] = Signatures[PieceIndex(b, w)];
+    if ((pair.signature[0] < 0) != (pair.signature[1] < 0)) {
+      printf("{%d %d} %d %d %d %d %d %d %d %d\n", pair.signature[0], pair.signature[1], w.queens, w.rooks,
+             w.bishops, w.knights, b.queens, b.rooks, b.bishops, b.knights);
       quit(1);
     }
   }
-  i64 total = ScaleByLead(Correction(f), f);
-  // The colour-swapped entry, once built, decides: the table is antisymmetric to the last unit.
-  const MaterialEntry &swapped = MaterialTable[MaterialIndexOf(b, w)];
-  if (swapped.current_phase != NOT_BUILT) total = swapped.MaterialBalance;
-  e.MaterialBalance = i16(-total);
+  // The loop runs queens, rooks, bishops, knights, White's count before Black's: the first kind whose counts
+  // differ decides which of the pair comes first.
+  const int counts[4][2] = {{w.queens, b.queens}, {w.rooks, b.rooks}, {w.bishops, b.bishops}, {w.knights, b.knights}};
+  pair.symmetric = true;
+  pair.swappedFirst = false;
+  for (const auto &c : counts)
+    if (c[0] != c[1]) {
+      pair.symmetric = false;
+      pair.swappedFirst = c[0] > c[1];
+      break;
+    }
+}
+
+// The scaled balance of a pair with its pawn counts, good for White: the correction, the tree and the pawns.
+i64 Balance(const PiecePair &pair, int whitePawns, int blackPawns) {
+  const Force &w = pair.f[WHITE], &b = pair.f[BLACK];
+  Force f[2] = {w, b};
+  f[WHITE].pawns = whitePawns, f[BLACK].pawns = blackPawns;
+  const bool pawns = whitePawns + blackPawns > 0;
+  i64 v = pair.imbalance;
+  // The values file fills pawn counts up to 2 only; the rest of the scratch stays 0 and is not read.
+  if (w.queens < 2 && b.queens < 2 && whitePawns <= 2 && blackPawns <= 2)
+    v -= (i64(ImbalancePawnTable[PawnIndex(f[WHITE], f[BLACK])]) - ImbalancePawnTable[PawnIndex(f[BLACK], f[WHITE])]) / 2;
+  v += pair.treeReadsPawns ? ExchangeTree(f, true).value : pair.tree[pawns].value;
+  if (w.bishops >= 2) v += BishopPair[blackPawns];
+  if (b.bishops >= 2) v -= BishopPair[whitePawns];
+  v += i64(w.rooks - b.rooks) * RookPawns[whitePawns + blackPawns];
+  const i64 open = pair.open[WHITE].pieces + pair.open[WHITE].pawn * whitePawns - pair.open[BLACK].pieces -
+                   pair.open[BLACK].pawn * blackPawns;
+  const i64 end = pair.end[WHITE].pieces + pair.end[WHITE].pawn * whitePawns - pair.end[BLACK].pieces -
+                  pair.end[BLACK].pawn * blackPawns + (pawns ? pair.tradeEndingWithPawns : pair.tradeEnding);
+  return ScaleByLead((end * pair.t + open * (256 - pair.t)) / 256 + v, f);
+}
+
+constexpr int PIECE_PAIRS = 6561;
+
+int PairIndexOf(const Force &w, const Force &b) {
+  return w.queens + 3 * b.queens + 9 * w.rooks + 27 * b.rooks + 81 * w.bishops + 243 * b.bishops +
+         729 * w.knights + 2187 * b.knights;
+}
+
+void FillEntry(MaterialEntry &e, const PiecePair &pair, const PiecePair &swapped, int whitePawns, int blackPawns) {
+  const int pawns[2] = {whitePawns, blackPawns};
+  e.current_phase = pair.phase[0];
+  e.black_phase = pair.phase[1];
+  e.white_phase = pair.phase[2];
+  for (int side : {WHITE, BLACK}) {
+    e.MaterialOpening[side] = i16(pair.weightOpening[side] + i64(ForceOpening[4]) * pawns[side]);
+    e.MaterialEnding[side] = i16(pair.weightEnding[side] + i64(ForceEnding[4]) * pawns[side]);
+    e.MaterialFlags[side] = u8((pair.cannotWinWithoutPawns[side] && !pawns[side] ? CANNOT_WIN : 0) |
+                               (pair.ending[side] ? ENDING_FLAG : 0));
+  }
+  e.SignatureWhite = pair.signature[0];
+  e.SignatureBlack = pair.signature[1];
+  // The entry built first of a colour-swapped pair decides for both: the table is antisymmetric to the last unit.
+  const bool symmetric = pair.symmetric && whitePawns == blackPawns;
+  const bool swappedFirst = pair.symmetric ? whitePawns > blackPawns : pair.swappedFirst;
+  if (symmetric) e.MaterialBalance = 0;
+  else if (swappedFirst) e.MaterialBalance = i16(-i16(-Balance(swapped, blackPawns, whitePawns)));
+  else e.MaterialBalance = i16(-Balance(pair, whitePawns, blackPawns));
 }
 
 }  // namespace
@@ -275,13 +343,23 @@ void BuildEntry(const Force (&f)[2]) {
 void BuildMaterialTable() {
   NumberSignatures();
   NumberRookEndingFiles();
-  for (MaterialEntry &e : MaterialTable) e.current_phase = NOT_BUILT;
-  MaterialTable[MATERIAL_OVERFLOW] = MaterialEntry{-1, -1, -1, 0, {0, 0}, {0, 0}, -1, -1, {0, 0}};
+  std::vector<PiecePair> pairs(PIECE_PAIRS);
+  std::vector<int> swappedPair(PIECE_PAIRS);
   Force f[2] = {};
   ForEachPiecePair(3, f, [&] {
-    for (f[WHITE].pawns = 0; f[WHITE].pawns < 9; f[WHITE].pawns++)
-      for (f[BLACK].pawns = 0; f[BLACK].pawns < 9; f[BLACK].pawns++) BuildEntry(f);
+    const int index = PairIndexOf(f[WHITE], f[BLACK]);
+    pairs[index].f[WHITE] = f[WHITE];
+    pairs[index].f[BLACK] = f[BLACK];
+    PreparePair(pairs[index]);
+    swappedPair[index] = PairIndexOf(f[BLACK], f[WHITE]);
   });
+  // In the order of the index, so that the table is written straight through.
+  MaterialEntry *e = MaterialTable;
+  for (int blackPawns = 0; blackPawns < 9; blackPawns++)
+    for (int whitePawns = 0; whitePawns < 9; whitePawns++)
+      for (int pair = 0; pair < PIECE_PAIRS; pair++)
+        FillEntry(*e++, pairs[pair], pairs[swappedPair[pair]], whitePawns, blackPawns);
+  MaterialTable[MATERIAL_OVERFLOW] = MaterialEntry{-1, -1, -1, 0, {0, 0}, {0, 0}, -1, -1, {0, 0}};
 }
 
 namespace {

@@ -13,6 +13,7 @@ namespace {
 
 constexpr int NO_RACE = 99;
 
+
 int Distance(int a, int b) { return std::max(std::abs(FileOf(a) - FileOf(b)), std::abs(RankOf(a) - RankOf(b))); }
 
 template <int Us>
@@ -50,6 +51,17 @@ void ScorePassedPawn(int p, i32 *sideOpening, i32 *sideEnding) {
   sideOpening[Them] -= i32(y >> 6);
 }
 
+// The enemy king on its back rank, boxed in by an own pawn in front of it and the own king two squares ahead:
+// any other passer of Us runs, unless its stop square is that king's.
+template <int Us>
+bool KingTiedToPawn(int p) {
+  constexpr int up = Us == WHITE ? 8 : -8;
+  const BoardRecord &b = thread_board;
+  const int enemyKing = b.KingSquare[ChangeSide(Us)];
+  if (RankOf(enemyKing) != (Us == WHITE ? 7 : 0) || b.KingSquare[Us] != enemyKing - 2 * up) return false;
+  return (b.Pawns[Us] & Bit(enemyKing - up)) && p + up != enemyKing;
+}
+
 // Race length of one passer of Us against a king without pieces, or NO_RACE; may add the lone-pawn bonus.
 template <int Us>
 int RaceLength(int p, i32 &packed) {
@@ -72,7 +84,7 @@ int RaceLength(int p, i32 &packed) {
                                     : (toMove ? PawnSquareWhite : PawnSquareWhiteTempo);
     out = (square[p] & Bit(enemyKing)) != 0;
   } else if (!out) {
-    out = !ProbeRunner(Us, p, ownKing, enemyKing, false);
+    out = !KingTiedToPawn<Us>(p) && !ProbeRunner(Us, p, ownKing, enemyKing, false);
   }
   if (out) {
     const u64 blockedTheirs = b.Pawns[Them] & (Them == WHITE ? b.Occupied >> 8 : b.Occupied << 8);
@@ -128,8 +140,13 @@ int KnightRace(int p) {
   return Us == BLACK ? RankOf(q) : 7 - RankOf(q);
 }
 
+// The passers of a race walk on its lowest and highest files.
+struct Wings {
+  int low = -1, high = -1;
+};
+
 template <int Us>
-int WalkPassers(i32 &packed, i32 *sideOpening, i32 *sideEnding, int &best) {
+int WalkPassers(i32 &packed, i32 *sideOpening, i32 *sideEnding, int &best, Wings &wings) {
   constexpr int Them = ChangeSide(Us);
   constexpr int sign = Us == BLACK ? 1 : -1;
   const BoardRecord &b = thread_board;
@@ -155,7 +172,11 @@ int WalkPassers(i32 &packed, i32 *sideOpening, i32 *sideEnding, int &best) {
     else if (behind & b.Rooks[Them])
       packed -= sign * EnemyRookBehindPasser[seenSquare];
     int t = NO_RACE;
-    if (noPieces) t = RaceLength<Us>(p, packed);
+    if (noPieces) {
+      if (wings.low < 0 || FileOf(p) < FileOf(wings.low)) wings.low = p;
+      if (wings.high < 0 || FileOf(p) > FileOf(wings.high)) wings.high = p;
+      t = RaceLength<Us>(p, packed);
+    }
     else if (onlyKnights) t = KnightRace<Us>(p);
     if (t < length) length = t, best = p;
   }
@@ -164,6 +185,75 @@ int WalkPassers(i32 &packed, i32 *sideOpening, i32 *sideEnding, int &best) {
     packed += sign * (noPieces ? PassersNoPieces[n] : !b.Knights[Them] ? PassersVsBishop[n] : PassersVsKnight[n]);
   }
   return length;
+}
+
+// Two passers files apart that the enemy king can't both catch: if either runs with the king on the other's
+// square, the race lasts as long as the slower of them.
+template <int Us>
+void TwoDistantPassers(const Wings &wings, int &length, int &best) {
+  const BoardRecord &b = thread_board;
+  const int a = wings.low, c = wings.high;
+  if (a < 0 || FileOf(c) - FileOf(a) <= 1) return;
+  const int ownKing = b.KingSquare[Us];
+  if (!ProbeRunner(Us, a, ownKing, c, false) && !ProbeRunner(Us, c, ownKing, a, false)) return;
+  auto moves = [&](int p) {
+    int r = Us == BLACK ? RankOf(p) : 7 - RankOf(p);
+    if (b.SideToMove == Us) r = std::min(r, 5) - 1;
+    return r;
+  };
+  int ra = moves(a), rc = moves(c);
+  if (b.Kings[Us] & (Us == BLACK ? FileBelow[a] : FileAbove[a])) ra++;
+  else if (b.Kings[Us] & (Us == BLACK ? FileBelow[c] : FileAbove[c])) rc++;
+  const int v = std::max(ra, rc);
+  if (v < length) length = v, best = ra >= rc ? a : c;
+}
+
+// Both sides promote, First a move ahead: its queen checks, stops the other pawn, skewers the other king and the
+// new queen, or picks up loose pawns. The sign is that of First's gain in Black's view.
+template <int First>
+i32 PromotionRace(i32 packed, int firstBest, int secondBest, int length) {
+  constexpr int Second = ChangeSide(First);
+  constexpr i32 sign = First == BLACK ? 1 : -1;
+  constexpr u64 promotionRank = First == WHITE ? RANK_8 : RANK_1;
+  const BoardRecord &b = thread_board;
+  const int q = First == WHITE ? 56 + FileOf(firstBest) : FileOf(firstBest);
+  const int r = First == WHITE ? FileOf(secondBest) : 56 + FileOf(secondBest);
+  const int king = b.KingSquare[Second];
+  const u64 occupied = b.Occupied & ~Bit(firstBest);
+  const u64 queen = RookAttacks(q, occupied) | BishopAttacks(q, occupied);
+  if (queen & Bit(king)) return packed + sign * RaceCheck[length];
+  const bool stops = (queen & Bit(r)) || (FileOf(r) == FileOf(q) && (queen & Bit(secondBest)));
+  if (stops && !(KingAttacks[king] & Bit(r))) return packed + sign * RaceStops[length];
+  // After both promotions: the lines of the two queens over the board without the two pawns.
+  const u64 after = occupied & ~Bit(secondBest);
+  const int kingRank = First == WHITE ? RankOf(king) : 7 - RankOf(king);
+  if (!b.PieceMaterial[Second] && kingRank >= 2 && kingRank <= 5) {
+    const u64 targets = RookAttacks(q, after) & promotionRank & ~b.Kings[First];
+    auto reachesTarget = [&](int from) {
+      return (RookAttacks(from, after) & (First == WHITE ? FileAbove[from] : FileBelow[from]) & targets) != 0;
+    };
+    const int b1 = First == WHITE ? 1 : 57, g1 = First == WHITE ? 6 : 62;
+    if (FileOf(r) == FileOf(king) && reachesTarget(king)) return packed + sign * RaceSkewer[length];
+    const bool edgeRank = kingRank >= 3;
+    if (r == b1 && FileOf(king) == 0 && edgeRank && reachesTarget(king) && reachesTarget(r))
+      return packed + sign * RaceSkewerA[length];
+    if (r == g1 && FileOf(king) == 7 && edgeRank && reachesTarget(king) && reachesTarget(r))
+      return packed + sign * RaceSkewerH[length];
+  }
+  if (b.PieceCount[PAWN][Second] > 1) {
+    const u64 pawnCover = PawnHits(Second, b.Pawns[Second]);
+    const u64 loose = b.Pawns[Second] & ~Bit(secondBest) & ~pawnCover & ~KingAttacks[king];
+    if (loose) {
+      const u64 lines = (RookAttacks(king, after) | BishopAttacks(king, after)) &
+                        (RookAttacks(q, after) | BishopAttacks(q, after));
+      const u64 newQueen = RookAttacks(r, after) | BishopAttacks(r, after);
+      const u64 guarded = PawnHits(First, b.Pawns[First]) | KingAttacks[b.KingSquare[First]];
+      const u64 checks = lines & ~b.Pieces[First] & ~pawnCover & ~newQueen & ~(KingAttacks[king] & ~guarded);
+      const int n = PopCount(loose);
+      packed += sign * (checks ? RaceLoosePawnsCheck[n] : RaceLoosePawns[n]);
+    }
+  }
+  return packed;
 }
 
 }  // namespace
@@ -189,8 +279,13 @@ bool ProbeRunner(int side, int pawn, int ownKing, int enemyKing, bool kingRule) 
 i32 EvaluatePassedPawns(i32 packed, i32 *sideOpening, i32 *sideEnding) {
   const BoardRecord &b = thread_board;
   int blackBest = -1, whiteBest = -1;
-  const int rb = b.PawnEntry.PassedVector[0] ? WalkPassers<BLACK>(packed, sideOpening, sideEnding, blackBest) : NO_RACE;
-  int rw = b.PawnEntry.PassedVector[1] ? WalkPassers<WHITE>(packed, sideOpening, sideEnding, whiteBest) : NO_RACE;
+  Wings blackWings, whiteWings;
+  int rb = b.PawnEntry.PassedVector[0] ? WalkPassers<BLACK>(packed, sideOpening, sideEnding, blackBest, blackWings)
+                                       : NO_RACE;
+  int rw = b.PawnEntry.PassedVector[1] ? WalkPassers<WHITE>(packed, sideOpening, sideEnding, whiteBest, whiteWings)
+                                       : NO_RACE;
+  TwoDistantPassers<WHITE>(whiteWings, rw, whiteBest);
+  TwoDistantPassers<BLACK>(blackWings, rb, blackBest);
   if (rb == NO_RACE && rw == NO_RACE) return packed;
   thread_eval_info.OtherSideKnown = 0;
   const bool whiteToMove = b.SideToMove == WHITE;
@@ -203,18 +298,6 @@ i32 EvaluatePassedPawns(i32 packed, i32 *sideOpening, i32 *sideEnding) {
   if (rw == rb - 1) return packed - RaceAheadOne[clip(rw)];
   if (rb < rw - 2) return packed + RaceAheadTwo[clip(c)];
   if (rb == rw - 2) return packed + RaceAheadOne[clip(c)];
-  // Both promote, one a move before the other: a queen that checks or covers the other promotion square wins.
-  const bool whiteFirst = rw == rb;
-  const int first = whiteFirst ? whiteBest : blackBest, second = whiteFirst ? blackBest : whiteBest;
-  const int firstSide = whiteFirst ? WHITE : BLACK, secondSide = ChangeSide(firstSide);
-  const int q = firstSide == WHITE ? 56 + FileOf(first) : FileOf(first);
-  const int r = secondSide == WHITE ? 56 + FileOf(second) : FileOf(second);
-  const int secondKing = b.KingSquare[secondSide];
-  const u64 occupied = b.Occupied & ~Bit(first);
-  const u64 queen = RookAttacks(q, occupied) | BishopAttacks(q, occupied);
-  const int length = clip(whiteFirst ? rw : c);
-  const i32 sign = whiteFirst ? -1 : 1;
-  if (queen & Bit(secondKing)) return packed + sign * RaceCheck[length];
-  if ((queen & Bit(r)) && !(KingAttacks[secondKing] & Bit(r))) return packed + sign * RaceStops[length];
-  return packed;
+  if (rw == rb) return PromotionRace<WHITE>(packed, whiteBest, blackBest, clip(rw));
+  return PromotionRace<BLACK>(packed, blackBest, whiteBest, clip(c));
 }

@@ -262,8 +262,8 @@ void EvaluatePawnStage() {
   const BoardRecord &b = thread_board;
   EvalInfo &info = thread_eval_info;
   const u64 white = b.Pawns[WHITE], black = b.Pawns[BLACK];
-  info.PawnThreat[BLACK] = ((white << 7) & ~FILE_H) | ((white << 9) & ~FILE_A);
-  info.PawnThreat[WHITE] = ((black >> 9) & ~FILE_H) | ((black >> 7) & ~FILE_A);
+  info.PawnThreat[BLACK] = PawnHits(WHITE, white);
+  info.PawnThreat[WHITE] = PawnHits(BLACK, black);
   info.Attacks[WHITE] |= info.PawnThreat[BLACK];
   info.Attacks[BLACK] |= info.PawnThreat[WHITE];
   AddPawnContact();

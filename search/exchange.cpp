@@ -4,11 +4,14 @@
 namespace {
 
 // The slider behind `square`, seen from the exchange square `to`. A rook's reach never runs along a
-// diagonal ray nor a bishop's along a straight one, so both are asked at once and without a branch.
+// diagonal ray nor a bishop's along a straight one, so both are asked at once and without a branch; most rays
+// hold no slider at all and need neither.
 inline u64 HiddenAttackers(int square, int to) {
   const BoardRecord &b = thread_board;
+  const u64 beyond = RayBeyond[square][to];
+  if (!(beyond & (b.RooksQueens | b.BishopsQueens))) return 0;
   const u64 sliders = (RookAttacks(square, b.Occupied) & b.RooksQueens) | (BishopAttacks(square, b.Occupied) & b.BishopsQueens);
-  return sliders & RayBeyond[square][to];
+  return sliders & beyond;
 }
 
 // Cheapest attacker of `side` in the set: pawn, knight, bishop, rook, queen, king; -1 if none.
@@ -34,9 +37,10 @@ int ResolveExchange(int to, int from, int own, int gain) {
   if (d >= 2 && attackers) return 0;
   attackers |= KnightAttacks[to] & (b.Knights[WHITE] | b.Knights[BLACK]);
   if (d >= 4 && (attackers & b.Knights[Them])) return 0;
-  attackers |= BishopAttacks(to, b.Occupied) & b.BishopsQueens;
+  // The magic lookups only where a slider stands on a line through `to` at all.
+  if (BishopEmpty[to] & b.BishopsQueens) attackers |= BishopAttacks(to, b.Occupied) & b.BishopsQueens;
   if (d >= 4 && (attackers & b.Bishops[Them])) return 0;
-  attackers |= RookAttacks(to, b.Occupied) & b.RooksQueens;
+  if (RookEmpty[to] & b.RooksQueens) attackers |= RookAttacks(to, b.Occupied) & b.RooksQueens;
   if (d >= 6 && (attackers & b.Rooks[Them])) return 0;
   const u64 ownPawns = b.Pawns[Us] & PawnAttacks[Them][to];
   if (own < 9 && gain >= 1 && ownPawns) return 1;

@@ -81,7 +81,7 @@ i64 AvailableMemory() {
 // the middle of a game: a block larger than the memory still available is refused here instead.
 void *AllocateTableBlock(i64 bytes) {
   const bool fits = bytes > 0 && u64(bytes) <= SIZE_MAX && bytes <= AvailableMemory();
-  void *block = fits ? std::malloc(size_t(bytes)) : nullptr;
+  void *block = fits ? std::calloc(size_t(bytes), 1) : nullptr;
   if (!block) {
     printf("An error occured while memory allocation!\n");
     quit(1);
@@ -91,8 +91,10 @@ void *AllocateTableBlock(i64 bytes) {
 
 void ClearTableBlock(void *block, i64 bytes) {
   std::memset(block, 0, size_t(bytes));
-  std::memset(block, 0xFF, sizeof(u64));
+  MarkFirstKey(block);
 }
+
+void MarkFirstKey(void *block) { std::memset(block, 0xFF, sizeof(u64)); }
 
 i32 EntriesForMegabytes(i64 megabytes, int entrySize) {
   if (megabytes < 0) megabytes = 0;  // a negative size asks for no table
@@ -109,9 +111,10 @@ void AllocateTables() {
   PawnHashTable = static_cast<PawnHashEntry *>(AllocateTableBlock(PawnHashBytes()));
   EvalCache = static_cast<EvalCacheEntry *>(AllocateTableBlock(EvalCacheBytes()));
   RepetitionTable = static_cast<RepetitionSlot *>(AllocateTableBlock(REPETITION_TABLE_BYTES));
-  ClearHash();
-  ClearPawnHash();
-  ClearEvalCache();
+  MarkFirstKey(TranspositionTable);
+  MarkFirstKey(PawnHashTable);
+  MarkFirstKey(EvalCache);
+  Settings.HashAge = 0;
 }
 
 void ReleaseTables() {

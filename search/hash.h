@@ -84,16 +84,19 @@ bool ReadEvalCache(i32 *score);
 // Writes the score for the side to move and, for a new key, the rest from thread_eval_info.
 void StoreEvalCache(i32 score);
 
-// At start: allocates every table with the sizes in Settings and clears them.
+// At start: allocates every table with the sizes in Settings, cleared.
 void AllocateTables();
 void ReleaseTables();
 void ClearHash();
 void ClearEvalCache();
 void ResizeHash(i64 megabytes);
-// One block for a hash table, or the program's end with its message when memory runs out.
+// One zeroed block for a hash table, or the program's end with its message when memory runs out. The system
+// supplies the zero pages as they are first touched, so that start-up doesn't wait for megabytes to be written.
 void *AllocateTableBlock(i64 bytes);
 // Zeroes a block and marks its first key with all ones, so that a zero key never matches.
 void ClearTableBlock(void *block, i64 bytes);
+// The mark alone, for a block that is zero already.
+void MarkFirstKey(void *block);
 // Entries that fit in `megabytes` at `entrySize` bytes; too many for a count means no memory.
 i32 EntriesForMegabytes(i64 megabytes, int entrySize);
 // Frees a table's block and allocates it anew for `megabytes`, setting its entry count.

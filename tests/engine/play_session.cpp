@@ -1,5 +1,5 @@
 // Plays through the real binary as a GUI does: one bestmove for each go, an xboard move, a stop that is
-// answered, and a bench signature that repeats.
+// answered, known endings searched to their verdict, and a bench signature that repeats.
 //
 //   play_session <engine binary> [group]     (no group: all groups)
 #include <cstdio>
@@ -172,6 +172,44 @@ void CheckMultiPv(const std::string &binary) {
   engine.Wait();
 }
 
+// Known endings searched a few plies deep, without tablebases: the last score of the search lies in the band
+// that the ending's verdict asks for, seen from the side to move.
+void CheckKnownEndings(const std::string &binary) {
+  const std::string group = "known-endings";
+  struct Ending {
+    const char *fen, *what;
+    int low, high;
+  };
+  const Ending endings[] = {
+      {"8/8/8/8/8/2pk4/8/R6K w - - 0 1", "K+R against K+P, the pawn held", -60, 60},
+      {"8/8/8/8/2pk4/8/8/R6K w - - 0 1", "K+R against K+P, the rook wins", 300, 32700},
+      {"K7/8/8/8/8/8/6kp/1Q6 w - - 0 1", "K+Q against a rook pawn on the seventh, the king far", -60, 60},
+      {"8/8/8/8/8/3BNK2/8/7k w - - 0 1", "K+B+N against K", 400, 32700},
+      {"k7/8/1K6/P7/8/8/8/4B3 w - - 0 1", "rook pawn and the bishop of the wrong colour", -60, 60},
+      {"8/8/6b1/5k2/2p5/3p4/3K4/B7 b - - 0 1", "two pawns blockaded by king and bishop", -60, 60},
+  };
+  EngineSession engine(binary);
+  engine.Send("uci\n");
+  for (const Ending &e : endings) {
+    engine.Send(std::string("ucinewgame\nposition fen ") + e.fen + "\ngo depth 10\n");
+    std::string lines;
+    const bool done = engine.ReadUntil("bestmove", &lines, 120).has_value();
+    const size_t at = lines.rfind("score cp ");
+    const size_t mate = lines.rfind("score mate ");
+    int score = 0;
+    if (mate != std::string::npos && (at == std::string::npos || mate > at))
+      score = std::stoi(lines.substr(mate + 11)) > 0 ? 32700 : -32700;
+    else if (at != std::string::npos)
+      score = std::stoi(lines.substr(at + 9));
+    Expect(done && (at != std::string::npos || mate != std::string::npos), group, std::string(e.what) + ": a scored search");
+    Expect(score >= e.low && score <= e.high, group,
+           std::string(e.what) + ": score " + std::to_string(score) + " outside " + std::to_string(e.low) + ".." +
+               std::to_string(e.high));
+  }
+  engine.Send("quit\n");
+  Expect(engine.Wait().Clean(), group, "quit ends the engine cleanly");
+}
+
 void CheckBenchRepeats(const std::string &binary) {
   const std::string group = "bench";
   std::string first;
@@ -197,5 +235,5 @@ void CheckBenchRepeats(const std::string &binary) {
 int main(int argc, char **argv) {
   return RunCheckGroups(argc, argv, {
       {"uci-go", CheckUciGo}, {"xboard", CheckXboardMove}, {"multipv", CheckMultiPv}, {"hard-positions", CheckHardPositions},
-      {"repetition", CheckRepetitionAvoided}, {"bench", CheckBenchRepeats}});
+      {"repetition", CheckRepetitionAvoided}, {"known-endings", CheckKnownEndings}, {"bench", CheckBenchRepeats}});
 }

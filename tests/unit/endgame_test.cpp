@@ -1,132 +1,19 @@
-// Endgame knowledge, king safety, piece terms and passers: bitbases against Syzygy and a forward search, known endings
-// by score bands, and the evaluation over odd random positions.
+// Endgame knowledge, king safety, piece terms and passers: known endings by score bands, and the evaluation
+// over odd random positions.
 #include <gtest/gtest.h>
 
 #include <iterator>
 #include <random>
 #include <string>
 
-#include "eval/bitbases.h"
-#include "eval/eval.h"
 #include "eval/eval_tables.h"
-#include "shell/settings.h"
-#include "tests/unit/tablebase_support.h"
-#include "tests/unit/move_list.h"
-#include "tests/unit/values_loading.h"
+#include "tests/unit/endgame_fixture.h"
 
 namespace {
 
 using namespace movetest;
 
-class EndgameTest : public EngineTest {
- protected:
-  static void SetUpTestSuite() {
-    InitEngineTables();
-    LoadRepositoryValues();
-  }
-  static void TearDownTestSuite() { LoadCompiledDefaults(); }
-
-  static i32 Eval(const std::string &fen, int rootSide = -1) {
-    LoadFen(fen.c_str());
-    Settings.RootSide = rootSide < 0 ? thread_board.SideToMove : rootSide;
-    i32 score = -MATE_SCORE;
-    Evaluate(&score, MATE_SCORE);
-    return score;
-  }
-};
-
 int KingDistance(int a, int b) { return std::max(std::abs(FileOf(a) - FileOf(b)), std::abs(RankOf(a) - RankOf(b))); }
-
-// A FEN of white king, white pawn and black king, with stm 0 for White to move.
-std::string KpkFen(int stm, int pawn, int wk, int bk) {
-  char board[64];
-  std::fill(board, board + 64, '1');
-  board[pawn] = 'P', board[wk] = 'K', board[bk] = 'k';
-  std::string fen;
-  for (int rank = 7; rank >= 0; rank--) {
-    int empty = 0;
-    for (int file = 0; file < 8; file++) {
-      const char c = board[8 * rank + file];
-      if (c == '1') {
-        empty++;
-        continue;
-      }
-      if (empty) fen += char('0' + empty), empty = 0;
-      fen += c;
-    }
-    if (empty) fen += char('0' + empty);
-    if (rank) fen += '/';
-  }
-  return fen + (stm ? " b - - 0 1" : " w - - 0 1");
-}
-
-// Does the white pawn queen by force when it alone moves? A plain forward search over the squares, written
-// apart from the bitbase's backward sweep.
-bool PawnPromotes(bool whiteToMove, int pawn, int wk, int bk) {
-  if (whiteToMove) {
-    const int next = pawn + 8;
-    if (next == wk || next == bk) return false;
-    if (RankOf(next) == 7) return KingDistance(bk, next) > 1 || KingDistance(wk, next) == 1;
-    if (PawnPromotes(false, next, wk, bk)) return true;
-    return RankOf(pawn) == 1 && next + 8 != wk && next + 8 != bk && PawnPromotes(false, next + 8, wk, bk);
-  }
-  bool anyMove = false;
-  for (int to = 0; to < 64; to++) {
-    if (KingDistance(to, bk) != 1 || KingDistance(to, wk) < 2 || (PawnAttacks[WHITE][pawn] & Bit(to))) continue;
-    if (to == pawn) {
-      if (KingDistance(wk, pawn) > 1) return false;
-      continue;
-    }
-    anyMove = true;
-    if (!PawnPromotes(true, pawn, wk, to)) return false;
-  }
-  return anyMove;
-}
-
-// Every position of the K+P against K bitbase against the Syzygy table KPvK, read by our own prober from the copy
-// kept in the repository: the pawn's side wins exactly where the table says so.
-TEST_F(EndgameTest, KpkBitbaseAgreesWithSyzygyEverywhere) {
-  testing::internal::CaptureStdout();
-  InitTablebases(TinySyzygyDir().c_str());
-  testing::internal::GetCapturedStdout();
-  int compared = 0, wins = 0, differences = 0;
-  for (int stm = 0; stm < 2; stm++)
-    for (int pawn = 8; pawn < 56; pawn++)
-      for (int wk = 0; wk < 64; wk++)
-        for (int bk = 0; bk < 64; bk++) {
-          if (pawn == wk || pawn == bk || KingDistance(wk, bk) < 2) continue;
-          if (stm == 0 && (PawnAttacks[WHITE][pawn] & Bit(bk))) continue;
-          const std::string fen = KpkFen(stm, pawn, wk, bk);
-          SetUpProbe(fen.c_str());
-          i32 success = 0;
-          const i32 wdl = ProbeWdl(success);
-          ASSERT_TRUE(success) << fen;
-          const bool win = stm == 0 ? wdl > 0 : wdl < 0;
-          compared++;
-          wins += win;
-          if (BitbaseBit(KpkBitbase, BitbaseIndex(stm, pawn, wk, bk)) != win && differences++ < 5)
-            ADD_FAILURE() << fen << ": Syzygy says " << wdl << " for the side to move";
-        }
-  FreeTablebases();
-  EXPECT_GT(compared, 300000);
-  EXPECT_GT(wins, 100000);
-  EXPECT_EQ(differences, 0);
-}
-
-TEST_F(EndgameTest, RunnersReallyPromoteAndOthersDoNot) {
-  std::mt19937 random(7);
-  int runners = 0, others = 0;
-  while (runners < 2000 || others < 2000) {
-    const int stm = int(random() & 1), pawn = 8 + int(random() % 48), wk = int(random() % 64), bk = int(random() % 64);
-    if (pawn == wk || pawn == bk || wk == bk || std::max(std::abs(FileOf(wk) - FileOf(bk)), std::abs(RankOf(wk) - RankOf(bk))) < 2)
-      continue;
-    if (stm == 0 && (PawnAttacks[WHITE][pawn] & Bit(bk))) continue;
-    const bool bit = BitbaseBit(RunnerBitbase, BitbaseIndex(stm, pawn, wk, bk));
-    if (bit ? runners >= 2000 : others >= 2000) continue;
-    (bit ? runners : others)++;
-    EXPECT_EQ(PawnPromotes(stm == 0, pawn, wk, bk), bit) << KpkFen(stm, pawn, wk, bk);
-  }
-}
 
 TEST_F(EndgameTest, KingAndPawnAgainstKing) {
   // A won position is worth KpkValue by the pawn's rank; a pawn on e5 with the king in front wins either way.
@@ -261,7 +148,8 @@ TEST_F(EndgameTest, OddRandomPositionsEvaluateSafely) {
 TEST_F(EndgameTest, FewMenScoreAlikeInTheMirrorAndForTheOtherSide) {
   std::mt19937 random(5);
   const char *const sets[] = {"RR", "R", "Q", "BN", "BB", "RP", "QP", "RPP", "BPP", "NPP", "PPP", "RB", "RN", "QR",
-                              "PP", "P", "RBPP", "rP", "rPP", "bPPP", "nP", "pPP", "ppPP", "bBP", "rRP", "qQPP", "nBP"};
+                              "PP", "P", "RBPP", "rP", "rPP", "bPPP", "nP", "pPP", "ppPP", "bBP", "rRP", "qQPP", "nBP",
+                              "Qp", "rRPPp", "PPp", "rPPP", "QpP", "Rppp"};
   int compared = 0, otherSide = 0, differences = 0;
   for (int round = 0; round < 40000 && differences < 5; round++) {
     const std::string fen = RandomFen(random, sets[random() % std::size(sets)], true);

@@ -1,17 +1,14 @@
-#include "eval/bitbases.h"
-
+// K+P against K and the runners: the two pawn bitbases, solved over the board of a white pawn moving up.
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <vector>
 
 #include "board/attacks.h"
-
-u8 KpkBitbase[65536];
-u8 RunnerBitbase[65536];
+#include "eval/bitbases.h"
+#include "tools/bitbases/solvers.h"
 
 namespace {
-
-bool Built = false;
 
 int Distance(int a, int b) { return std::max(std::abs(FileOf(a) - FileOf(b)), std::abs(RankOf(a) - RankOf(b))); }
 
@@ -53,7 +50,7 @@ u64 BlackMoves(int pawn, int wk, int bk, bool &capture) {
 
 // K+P against K by repeated sweeps to a fixed point: a position is won for White when one white move reaches a
 // won position, or when every black move does (a black king without moves: won if in check, else stalemate).
-void BuildKpk() {
+void BuildKpk(u8 *kpk) {
   std::vector<u8> win(131072 * 4, 0);
   auto at = [&](int stm, int pawn, int wk, int bk) -> u8 & { return win[BitbaseIndex(stm, pawn, wk, bk)]; };
   for (bool changed = true; changed;) {
@@ -83,12 +80,12 @@ void BuildKpk() {
         }
   }
   for (int i = 0; i < 524288; i++)
-    if (win[i]) SetBit(KpkBitbase, i);
+    if (win[i]) SetBit(kpk, i);
 }
 
 // Runners: only the pawn moves, and it promotes without the black king taking it, blocking it or taking the new
 // queen. The pawn only goes forward, so the ranks are solved from the seventh down in one sweep.
-void BuildRunners() {
+void BuildRunners(u8 *runners) {
   std::vector<u8> runs(524288, 0);
   auto at = [&](int stm, int pawn, int wk, int bk) -> u8 & { return runs[BitbaseIndex(stm, pawn, wk, bk)]; };
   for (int pawn = 55; pawn >= 8; pawn--) {
@@ -113,16 +110,17 @@ void BuildRunners() {
       }
   }
   for (int i = 0; i < 524288; i++)
-    if (runs[i]) SetBit(RunnerBitbase, i);
+    if (runs[i]) SetBit(runners, i);
 }
 
 }  // namespace
 
-void BuildBitbases() {
-  if (Built) return;
-  Built = true;
-  std::memset(KpkBitbase, 0, sizeof KpkBitbase);
-  std::memset(RunnerBitbase, 0, sizeof RunnerBitbase);
-  BuildKpk();
-  BuildRunners();
+void SolveKingPawnKing(u8 *kpk) {
+  std::memset(kpk, 0, 65536);
+  BuildKpk(kpk);
+}
+
+void SolveRunners(u8 *runners) {
+  std::memset(runners, 0, 65536);
+  BuildRunners(runners);
 }
