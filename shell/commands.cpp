@@ -200,7 +200,7 @@ void ProcessCommand() {
   }
   if (MatchKeyword("brd", line)) return PrintBoard();
   if (MatchKeyword("time", line)) {
-    if (n >= 2) s.TimeLeft = std::atoi(Tokens[1]);
+    if (n >= 2) SetClockTimeLeft(std::atoi(Tokens[1]));
     return;
   }
   if (MatchKeyword("otime", line)) return;

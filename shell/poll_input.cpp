@@ -135,7 +135,7 @@ bool ServeLine(const char *line) {
   }
   if (MatchKeyword("time", line)) {
     // The number stands at offset 5; a shorter line reads as 0.
-    s.TimeLeft = std::atoi(line + std::min<size_t>(5, std::strlen(line)));
+    SetClockTimeLeft(std::atoi(line + std::min<size_t>(5, std::strlen(line))));
     if (s.PonderActive) return true;
     StopSearch();
     return false;

@@ -43,3 +43,5 @@ void SetSecondDefaults() {
   s.BookLearningBound = 400;
   s.VarietyOfPlay = 10;
 }
+
+void SetClockTimeLeft(i32 centiseconds) { Settings.TimeLeft = centiseconds < 0 ? 0 : centiseconds; }

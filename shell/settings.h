@@ -103,3 +103,7 @@ extern i32 ScoreHistory[10], BookHistory[10];
 void SetFirstDefaults();
 // Step 5 of start-up: table sizes and the play and book settings.
 void SetSecondDefaults();
+
+// A clock that a GUI gives: an overrun clock (a negative time) counts as empty, never as -1, which
+// would mean that no clock was ever given and the search would run without a limit.
+void SetClockTimeLeft(i32 centiseconds);

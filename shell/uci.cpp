@@ -117,10 +117,10 @@ void ParseGoArguments(int tokenCount) {
     const char *keyword = Tokens[i];
     const int value = i + 1 < tokenCount ? std::atoi(Tokens[i + 1]) : 0;
     if (MatchKeyword("btime", keyword)) {
-      if (!white) s.TimeLeft = value / 10;
+      if (!white) SetClockTimeLeft(value / 10);
       i++;
     } else if (MatchKeyword("wtime", keyword)) {
-      if (white) s.TimeLeft = value / 10;
+      if (white) SetClockTimeLeft(value / 10);
       i++;
     } else if (MatchKeyword("binc", keyword)) {
       if (!white) s.TimeIncrement = value / 10;

@@ -35,6 +35,9 @@ void CheckUciGo(const std::string &binary) {
     engine.Send("isready\n");
     Expect(CountUntil(engine, "readyok", "bestmove", &last) == 0, group, std::string("one bestmove only for ") + go);
   }
+  // A clock that the GUI let run past zero is empty: a move at once, not a search without end.
+  engine.Send("position startpos moves e2e4\ngo wtime 1000 btime -15 winc 0 binc 0\n");
+  Expect(engine.ReadUntil("bestmove", nullptr, 5).has_value(), group, "a bestmove at once on an overrun clock");
   // The back-rank mate is found and played.
   engine.Send("position fen 6k1/5ppp/8/8/8/8/8/R5K1 w - - 0 1\ngo depth 4\n");
   auto mate = engine.ReadUntil("bestmove", nullptr, 60);
@@ -56,6 +59,12 @@ void CheckXboardMove(const std::string &binary) {
   Expect(move.has_value(), group, "a move after the opponent's move");
   engine.Send("quit\n");
   Expect(engine.Wait().Clean(), group, "quit ends the engine cleanly");
+  // An overrun clock, as xboard sends it, is an empty one: a move at once.
+  EngineSession late(binary);
+  late.Send("xboard\nnew\nlevel 0 1 0\ntime -1\notim 1000\ne2e4\n");
+  Expect(late.ReadUntil("move ", nullptr, 5).has_value(), group, "a move at once on an overrun clock");
+  late.Send("quit\n");
+  Expect(late.Wait().Clean(), group, "quit ends the engine cleanly");
 }
 
 // Positions a GUI may send that the search must survive: each go still gets its one bestmove, "0000" when
