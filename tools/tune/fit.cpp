@@ -111,6 +111,8 @@ FitResult Fit(const std::vector<LabelledPosition> &train, const std::vector<Tune
   std::vector<double> values(start.begin(), start.end());
   result.tuned.assign(numbers.size(), false);
   Adam adam{std::vector<double>(numbers.size()), std::vector<double>(numbers.size())};
+  std::vector<Column> columns;
+  const double pull = options.l2 / double(train.size());  // on the mean error
   for (int round = 1; round <= options.rounds; round++) {
     const std::vector<i32> at = Rounded(values);
     SetNumbers(numbers, at);
@@ -118,7 +120,8 @@ FitResult Fit(const std::vector<LabelledPosition> &train, const std::vector<Tune
     const double error = MeanError(base, train, k);
     if (round == 1) result.trainBefore = error;
     const auto started = std::chrono::steady_clock::now();
-    const std::vector<Column> columns = Linearise(train, base, numbers, options.step, options.jobs, result.evaluations);
+    columns = Linearise(train, base, numbers, options.step, options.jobs, result.evaluations,
+                        round == 1 ? nullptr : &columns);
     result.lineariseSeconds += SecondsSince(started);
     size_t entries = 0;
     for (size_t j = 0; j < columns.size(); j++) {
@@ -132,7 +135,7 @@ FitResult Fit(const std::vector<LabelledPosition> &train, const std::vector<Tune
       const std::vector<double> evaluations = LinearEvaluations(base, columns, moves);
       linearError = MeanErrorOf(evaluations, train, k);
       std::vector<double> gradient = ErrorGradient(columns, evaluations, train, k);
-      for (size_t j = 0; j < numbers.size(); j++) gradient[j] += 2 * options.l2 * (values[j] - start[j]);
+      for (size_t j = 0; j < numbers.size(); j++) gradient[j] += 2 * pull * (values[j] - start[j]);
       adam.Step(values, gradient, options.rate);
     }
     std::fprintf(log, "round %d: train error %.6f at its start, %.6f in the linear model after %d steps; "

@@ -18,24 +18,8 @@ constexpr size_t EVALUATION_CHUNK = 4096;
 constexpr int PROBE_FACTORS[] = {67,  71,  73,  79,  83,  89,  97,  101, 103, 107, 109, 113,
                                  127, 131, 137, 139, 149, 151, 157, 163, 167, 173, 179, 181,
                                  191, 193, 197, 199, 211, 223, 227, 229, 233, 239, 241, 251};
-// Numbers searched together at the start of a bisection: the numbers of one table, one factor each.
+// Numbers searched together at the start of a bisection, one factor each.
 constexpr size_t BLOCK_SIZE = std::size(PROBE_FACTORS);
-
-struct Block {
-  size_t first, last;
-};
-
-// Blocks of the numbers of one table each, cut to BLOCK_SIZE.
-std::vector<Block> BlocksOf(const std::vector<TunedNumber> &numbers) {
-  std::vector<Block> blocks;
-  for (size_t first = 0; first < numbers.size();) {
-    size_t last = first + 1;
-    while (last < numbers.size() && last - first < BLOCK_SIZE && numbers[last].table == numbers[first].table) last++;
-    blocks.push_back({first, last});
-    first = last;
-  }
-  return blocks;
-}
 
 // The bisection over one block, in one process: the tables hold the present values between its steps.
 struct BlockSearch {
@@ -130,16 +114,20 @@ std::vector<i32> EvaluateAll(const std::vector<LabelledPosition> &positions, int
 }
 
 std::vector<Column> Linearise(const std::vector<LabelledPosition> &positions, const std::vector<i32> &base,
-                              const std::vector<TunedNumber> &numbers, int step, int jobs, i64 &evaluations) {
-  const std::vector<Block> blocks = BlocksOf(numbers);
+                              const std::vector<TunedNumber> &numbers, int step, int jobs, i64 &evaluations,
+                              const std::vector<Column> *support) {
+  const size_t blocks = (numbers.size() + BLOCK_SIZE - 1) / BLOCK_SIZE;
   std::vector<u32> everyPosition(positions.size());
   for (size_t i = 0; i < positions.size(); i++) everyPosition[i] = u32(i);
-  const std::vector<std::string> results = RunTasks(jobs, int(blocks.size()), [&](int task) {
-    const Block &block = blocks[size_t(task)];
+  const std::vector<std::string> results = RunTasks(jobs, int(blocks), [&](int task) {
+    const size_t first = size_t(task) * BLOCK_SIZE, last = std::min(numbers.size(), first + BLOCK_SIZE);
     // Seeded by the block, so that the columns don't depend on how many processes share the work.
     BlockSearch search{positions, base, numbers, step, std::mt19937(unsigned(task) + 1),
-                       std::vector<Column>(block.last - block.first), block.first};
-    search.Search(block.first, block.last, everyPosition);
+                       std::vector<Column>(last - first), first};
+    if (support)
+      for (size_t i = first; i < last; i++) search.Differentiate(i, (*support)[i].positions);
+    else
+      search.Search(first, last, everyPosition);
     std::string bytes;
     AppendBytes(bytes, &search.evaluations, 1);
     for (const Column &column : search.columns) {
@@ -151,12 +139,12 @@ std::vector<Column> Linearise(const std::vector<LabelledPosition> &positions, co
     return bytes;
   });
   std::vector<Column> columns(numbers.size());
-  for (size_t b = 0; b < blocks.size(); b++) {
+  for (size_t b = 0; b < blocks; b++) {
     const char *at = results[b].data();
     i64 made;
     ReadBytes(at, &made, 1);
     evaluations += made;
-    for (size_t i = blocks[b].first; i < blocks[b].last; i++) {
+    for (size_t i = b * BLOCK_SIZE; i < std::min(numbers.size(), (b + 1) * BLOCK_SIZE); i++) {
       u32 size;
       ReadBytes(at, &size, 1);
       Column &column = columns[i];

@@ -17,6 +17,9 @@ std::vector<i32> EvaluateAll(const std::vector<LabelledPosition> &positions, int
 // The columns of all numbers at the values that the tables hold, whose evaluations are `base`; `step` is the
 // half width of the differences. Which positions a number moves is found by bisection: a block of numbers is
 // moved at once, and only the positions whose evaluation changes are searched further, so that numbers met in
-// few positions cost little. Adds the evaluations made to `evaluations`.
+// few positions cost little. With a `support`, the columns of an earlier linearisation, each number is
+// differentiated again at its positions there and nowhere else: the tuned terms are added into the score, so
+// the positions that a number moves don't change with the values. Adds the evaluations made to `evaluations`.
 std::vector<Column> Linearise(const std::vector<LabelledPosition> &positions, const std::vector<i32> &base,
-                              const std::vector<TunedNumber> &numbers, int step, int jobs, i64 &evaluations);
+                              const std::vector<TunedNumber> &numbers, int step, int jobs, i64 &evaluations,
+                              const std::vector<Column> *support = nullptr);

@@ -14,6 +14,7 @@
 #include "eval/eval.h"
 #include "search/hash.h"
 #include "search/quiescence.h"
+#include "search/statistics.h"
 #include "shell/settings.h"
 #include "tools/tune/workers.h"
 
@@ -152,6 +153,11 @@ bool ResolveQuiet(const char *fen, BoardRecord &quiet) {
 std::vector<LabelledPosition> ResolveAll(const std::vector<LabelledFen> &fens, int jobs) {
   const int chunks = int((fens.size() + RESOLVE_CHUNK - 1) / RESOLVE_CHUNK);
   const std::vector<std::string> results = RunTasks(jobs, chunks, [&](int chunk) {
+    // What the searches of one chunk learn stays in it, so that no position depends on which process had it.
+    ClearHash();
+    ClearEvalCache();
+    ClearOrderingStatistics();
+    ClearKillers();
     std::string bytes;
     BoardRecord quiet;
     const size_t first = size_t(chunk) * RESOLVE_CHUNK, last = std::min(fens.size(), first + RESOLVE_CHUNK);

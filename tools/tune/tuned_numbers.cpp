@@ -69,7 +69,10 @@ bool SelectNumbers(const std::string &groups, std::vector<TunedNumber> &numbers,
       const char *table = TableNameOf(entry, i);
       if (!table) continue;
       for (const char *wanted : tables)
-        if (!std::strcmp(table, wanted)) numbers.push_back({fileIndex, SlotOf(entry, i).target, wanted});
+        if (!std::strcmp(table, wanted)) {
+          numbers.push_back({fileIndex, SlotOf(entry, i).target, wanted});
+          break;  // a group named twice tunes its numbers once
+        }
     }
   }
   return true;

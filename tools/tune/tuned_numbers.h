@@ -20,7 +20,7 @@ struct TermGroup {
 
 const std::vector<TermGroup> &TermGroups();
 // The groups that a run tunes when it names none.
-constexpr const char *DEFAULT_GROUPS = "mobility,outposts,cages,pawns,rooks,bishops,threats";
+constexpr const char *DEFAULT_GROUPS = "mobility,outposts,cages,pawns,rooks,bishops,threats,wings";
 
 // Every number of the tables of the named groups (comma-separated), in the file's order; false with the
 // reason for an unknown group.
