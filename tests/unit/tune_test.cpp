@@ -295,7 +295,9 @@ TEST_F(TuneTest, GatheredOutcomesAreQuietMovesSeenFromWhite) {
     trials += counts[i + 1];
     const size_t move = i / 2, to = move % 64, from = move / 64 % 64, code = move / 4096 % 8;
     EXPECT_TRUE(code == KING || code == KNIGHT || code == PAWN || code == ROOK || code == BISHOP || code == QUEEN);
-    if (code == PAWN) EXPECT_GT(to, from);
+    if (code == PAWN) {
+      EXPECT_GT(to, from);
+    }
   }
   EXPECT_GT(trials, 100);
 }

@@ -27,7 +27,7 @@ struct Arguments {
   std::string namesOut = "tuned_names.txt", valuesOut = "tuned_values.txt";
   long train = 20000, held = 5000, positions = 1000, depth = 8, seed = 1, prior = 20;
   double k = 0, percentile = 0.9;
-  FitOptions fit;
+  FitOptions fit = {.jobs = 2};
   std::string commandLine;
 };
 
