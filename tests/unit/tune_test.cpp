@@ -319,15 +319,7 @@ TEST_F(TuneTest, ScaledCountsSpreadTheRatesBelowTheCap) {
   EXPECT_NEAR(report.cappedBefore, 2.0 / 3, 1e-9);
   EXPECT_NEAR(report.cappedAfter, 1.0 / 3, 1e-9);
 
-  char folder[] = "/tmp/quarvelle-tune-XXXXXX";
-  ASSERT_NE(mkdtemp(folder), nullptr);
-  const std::string path = std::string(folder) + "/values.txt";
-  FILE *file = std::fopen(path.c_str(), "w");
-  for (i64 n : numbers) std::fprintf(file, "%lld\n", (long long)n);
-  std::fclose(file);
-  LoadValuesFrom(folder);
-  std::remove(path.c_str());
-  rmdir(folder);
+  LoadNumbers(numbers);
   EXPECT_EQ(PruneStats[0][0][1 + 64 * 18][WHITE], 10);
   EXPECT_EQ(PruneStats[0][0][57 + 64 * 42][BLACK], 10);  // b8c6
   EXPECT_EQ(PruneStats[0][0][6 + 64 * 21][WHITE], 3);
