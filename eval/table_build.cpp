@@ -304,6 +304,13 @@ void BuildEvaluationTables() {
   Packing();
 }
 
+void BuildTablesExceptMaterial() {
+  Repairs();
+  Expansions();
+  Curves();
+  Packing();
+}
+
 void BuildLateMoveCounts() {
   const i32 *p = LateMoveParameters;
   for (int i = 0; i < 32; i++) {

@@ -11,4 +11,7 @@ void LoadEvaluationTables();
 i64 ReadValuesFile();
 void BuildPruneStats();
 void BuildEvaluationTables();
+// The same but for MaterialTable, which only the material parameters feed: cheap enough to follow a change
+// of any other parameter.
+void BuildTablesExceptMaterial();
 void BuildLateMoveCounts();

@@ -532,20 +532,21 @@ ValueSlot SlotOf(const ValuesEntry &e, int index) {
   return {nullptr, nullptr};
 }
 
+const char *TableNameOf(const ValuesEntry &e, int index) {
+  if (e.layout == Layout::Ignored) return nullptr;
+  return e.names[e.layout == Layout::Interleaved ? index % TablesNamed(e) : 0];
+}
+
 void SlotName(const ValuesEntry &e, int index, char *out, size_t size) {
   if (!size) return;
   *out = '\0';
   NameText text{out, size};
   if (e.layout == Layout::Ignored) return text.Add("ignored.item%d[%d]", e.item, index);
-  int table = 0, at = index;  // Imbalance, ImbalancePawn and CountPairs are named in the file's order
+  int at = index;  // Imbalance, ImbalancePawn and CountPairs are named in the file's order
   if (e.layout == Layout::Plain) at = e.offset + index;
   if (e.layout == Layout::HalfRows) at = 8 * (index / 4) + index % 4;
-  if (e.layout == Layout::Interleaved) {
-    const int n = TablesNamed(e);
-    table = index % n;
-    at = e.offset + index / n;
-  }
-  text.Add("%s", e.names[table]);
+  if (e.layout == Layout::Interleaved) at = e.offset + index / TablesNamed(e);
+  text.Add("%s", TableNameOf(e, index));
   int dims = 0;
   while (dims < MAX_INDEX_DIMS && e.dims[dims].size) dims++;
   int digits[MAX_INDEX_DIMS];

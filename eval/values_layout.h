@@ -58,6 +58,8 @@ extern const int ValuesLayoutSize;
 // All numbers of a complete file.
 i64 ValuesFileCount();
 ValueSlot SlotOf(const ValuesEntry &entry, int index);
+// The table that number `index` of the entry fills, e.g. "PasserRankOpening"; null for an ignored place.
+const char *TableNameOf(const ValuesEntry &entry, int index);
 // The name of number `index` of the entry, e.g. "PasserRankOpening[3]" or "ignored.item12[3]".
 void SlotName(const ValuesEntry &entry, int index, char *out, size_t size);
 // What the tables hold now, in the file's order: the compiled-in defaults in a program that hasn't loaded.

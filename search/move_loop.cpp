@@ -48,15 +48,30 @@ inline int Child(int alpha, int beta, int depth, int nodeType) {
   return depth < 4 ? QuiescenceFor<Them>(alpha, beta, 0, nodeType) : SearchFor<Them>(alpha, beta, depth, 1, nodeType);
 }
 
-// Success rate of a move of Us, from the view of the side that replies to it.
+// 1 when the side that replies to a move of Us has too little force to attack a king: the ending of PruneStats.
 template <int Us>
-int MoveRate(u32 move) {
+int ReplyEnding() {
   constexpr int Them = ChangeSide(Us);
   const BoardRecord &b = thread_board;
   const int force = b.PieceMaterial[Them];
-  const int ending = force <= ENDING_THRESHOLD || (force <= ENDING_THRESHOLD_NO_QUEEN && !b.Queens[Them]);
-  const int r = PruneStats[ending][HistoryClass[MovedPiece(move)]][MoveFrom(move) + 64 * MoveTo(move)][Us];
+  return force <= ENDING_THRESHOLD || (force <= ENDING_THRESHOLD_NO_QUEEN && !b.Queens[Them]);
+}
+
+// Success rate of a move of Us, from the view of the side that replies to it.
+template <int Us>
+int MoveRate(u32 move) {
+  const int r = PruneStats[ReplyEnding<Us>()][HistoryClass[MovedPiece(move)]][MoveFrom(move) + 64 * MoveTo(move)][Us];
   return std::clamp(r, 0, 10);
+}
+
+// A move that reached the reduction test, for a tool that gathers PruneCounts: a success is a score above alpha.
+template <int Us>
+void CountLateMove(u32 move, bool success) {
+  if (!LateMoveOutcomes) return;
+  constexpr int mirror = Us == WHITE ? 0 : 56;
+  i64 *counts = (*LateMoveOutcomes)[ReplyEnding<Us>()][MovedPiece(move)][MoveFrom(move) ^ mirror][MoveTo(move) ^ mirror];
+  counts[0] += success;
+  counts[1]++;
 }
 
 // Piece-square gain of a quiet move at the present phase.
@@ -273,6 +288,7 @@ int MoveLoopFor(SearchNode &n) {
       }
       if (v <= n.alpha) {
         UnmakeMoveAs<Us>();
+        CountLateMove<Us>(move, false);
         windowBeta = n.alpha + 1;
         continue;
       }
@@ -330,6 +346,7 @@ int MoveLoopFor(SearchNode &n) {
     Ply--;
     UnmakeMoveAs<Us>();
     if (b.SearchStopped) return 0;
+    if (runReduction) CountLateMove<Us>(move, v > n.alpha);
 
     if (v >= n.beta) {
       if (quiet) {

@@ -22,3 +22,4 @@ i32 LateMoveCounts[2][32] = {{2,  2,  2,  3,  3,  4,  5,  6,  8,  9,  11, 13, 15
                               32, 35, 39, 43, 46, 50, 55, 59, 64, 68, 73, 78, 83, 88, 94, 99}};
 
 i32 PruneStats[2][4][4096][2];
+LateMoveCountTable *LateMoveOutcomes;

@@ -23,3 +23,7 @@ extern i32 LateMoveCounts[2][32];
 
 // Permille success rate of a move, [ending][history class][from + 64 * to][side], from the file's counts.
 extern i32 PruneStats[2][4][4096][2];
+// Outcomes of the moves that reach the reduction test, in the shape of PruneCounts: [ending][piece code][from][to]
+// [0 successes, 1 trials], Black's moves on mirrored squares. Counted only while a tool points this at a table.
+using LateMoveCountTable = i64[2][8][64][64][2];
+extern LateMoveCountTable *LateMoveOutcomes;

@@ -5,6 +5,7 @@
 
 #include <cstdio>
 #include <string>
+#include <vector>
 
 #include "board/board.h"
 #include "eval/pawn_hash.h"
@@ -25,18 +26,21 @@ inline void LoadValuesFrom(const std::string &folder) {
   ASSERT_EQ(chdir(home), 0);
 }
 
-// A file of the compiled-in values puts back what an earlier load changed.
-inline void LoadCompiledDefaults() {
+// Loads a whole values file given as its numbers.
+inline void LoadNumbers(const std::vector<i64> &numbers) {
   char folder[] = "/tmp/quarvelle-values-XXXXXX";
   ASSERT_NE(mkdtemp(folder), nullptr);
   const std::string path = std::string(folder) + "/values.txt";
   FILE *file = std::fopen(path.c_str(), "w");
-  for (i64 n : CompiledDefaults()) std::fprintf(file, "%lld\n", static_cast<long long>(n));
+  for (i64 n : numbers) std::fprintf(file, "%lld\n", static_cast<long long>(n));
   std::fclose(file);
   LoadValuesFrom(folder);
   std::remove(path.c_str());
   rmdir(folder);
 }
+
+// A file of the compiled-in values puts back what an earlier load changed.
+inline void LoadCompiledDefaults() { LoadNumbers(CompiledDefaults()); }
 
 // The repository's own values.txt.
 inline void LoadRepositoryValues() { LoadValuesFrom(QUARVELLE_SOURCE_DIR); }
