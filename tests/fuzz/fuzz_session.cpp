@@ -1,0 +1,175 @@
+#include "tests/fuzz/fuzz_session.h"
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+
+#include "board/board.h"
+#include "board/position.h"
+#include "book/book_file.h"
+#include "book/learn_file.h"
+#include "eval/pawn_hash.h"
+#include "search/hash.h"
+#include "search/repetition.h"
+#include "search/statistics.h"
+#include "shell/commands.h"
+#include "shell/engine.h"
+#include "shell/input.h"
+#include "shell/settings.h"
+#include "tablebase/tablebase.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+// Tables this small are allocated and cleared for every input in no time.
+constexpr int FUZZ_TABLE_ENTRIES = 4096;
+// The one file of the scratch directory that the inputs share: the shipped weights.
+constexpr const char *VALUES_FILE = "values.txt";
+
+fs::path ScratchDirectory, CallerDirectory;
+
+// The start-up state that every input begins from.
+SettingsRecord StartSettings;
+char StartTablebasePath[TB_PATH_SIZE];
+u64 StartKeyHistory[10];
+i32 StartScoreHistory[10], StartBookHistory[10];
+
+void RemoveScratchDirectory() {
+  std::error_code ignored;
+  fs::remove_all(ScratchDirectory, ignored);
+}
+
+void MakeScratchDirectory() {
+  char pattern[64];
+  // Memory, not disk: the learning file is synced when it is made.
+  const char *base = fs::is_directory("/dev/shm") ? "/dev/shm" : "/tmp";
+  std::snprintf(pattern, sizeof pattern, "%s/quarvelle-fuzz-XXXXXX", base);
+  if (!mkdtemp(pattern)) std::abort();
+  ScratchDirectory = pattern;
+  std::atexit(RemoveScratchDirectory);
+}
+
+// The engine works in the scratch directory, and the caller's relative paths stay good outside it.
+void EnterScratchDirectory() {
+  CallerDirectory = fs::current_path();
+  fs::current_path(ScratchDirectory);
+}
+
+void LeaveScratchDirectory() { fs::current_path(CallerDirectory); }
+
+void StandardInputAtEnd() {
+  const int fd = open("/dev/null", O_RDONLY);
+  dup2(fd, STDIN_FILENO);
+  close(fd);
+  ResetInput();
+}
+
+void RemoveWrittenFiles() {
+  std::error_code ignored;
+  for (const fs::directory_entry &entry : fs::directory_iterator(ScratchDirectory))
+    if (entry.path().filename() != VALUES_FILE) fs::remove_all(entry.path(), ignored);
+}
+
+bool SameTableSizes() {
+  const SettingsRecord &s = Settings;
+  return s.TranspositionSize == StartSettings.TranspositionSize && s.PawnHashSize == StartSettings.PawnHashSize &&
+         s.EvalCacheSize == StartSettings.EvalCacheSize;
+}
+
+void SetSmallTables() {
+  ReleaseTables();
+  Settings.TranspositionSize = Settings.PawnHashSize = Settings.EvalCacheSize = FUZZ_TABLE_ENTRIES;
+  AllocateTables();
+  BuildRepetitionTable();
+}
+
+}  // namespace
+
+// Instead of shell/quit.cpp, which ends the process: the fuzzer and the replay go on with the next input.
+void quit(int code) {
+  fflush(stdout);
+  throw SessionEnded{code};
+}
+
+const char *SourceDirectory() { return QUARVELLE_SOURCE_DIR; }
+
+void StartFuzzEngine() {
+  MakeScratchDirectory();
+  EnterScratchDirectory();
+  fs::copy_file(fs::path(SourceDirectory()) / VALUES_FILE, VALUES_FILE);
+  StandardInputAtEnd();
+  StartEngine();
+  SetSmallTables();
+  LeaveScratchDirectory();
+  StartSettings = Settings;
+  std::memcpy(StartTablebasePath, TablebasePath, sizeof TablebasePath);
+  std::memcpy(StartKeyHistory, KeyHistory, sizeof KeyHistory);
+  std::memcpy(StartScoreHistory, ScoreHistory, sizeof ScoreHistory);
+  std::memcpy(StartBookHistory, BookHistory, sizeof BookHistory);
+}
+
+int RunFuzzInput(FuzzEntry entry, const uint8_t *data, size_t size) {
+  EnterScratchDirectory();
+  entry(data, size);
+  LeaveScratchDirectory();
+  return 0;
+}
+
+void ResetEngine() {
+  FreeTablebases();
+  CloseBook();
+  CloseLearnFile();
+  // A setoption of an earlier input may have resized them.
+  if (SameTableSizes()) {
+    ClearHash();
+    ClearPawnHash();
+    ClearEvalCache();
+  } else {
+    SetSmallTables();
+  }
+  Settings = StartSettings;
+  std::memcpy(TablebasePath, StartTablebasePath, sizeof TablebasePath);
+  std::memcpy(KeyHistory, StartKeyHistory, sizeof KeyHistory);
+  std::memcpy(ScoreHistory, StartScoreHistory, sizeof ScoreHistory);
+  std::memcpy(BookHistory, StartBookHistory, sizeof BookHistory);
+  std::memset(RootScore, 0, sizeof RootScore);
+  std::memset(SearchMoves, 0, sizeof SearchMoves);
+  std::memset(PendingLearn, 0, sizeof PendingLearn);
+  std::memset(&thread_board, 0, sizeof thread_board);
+  std::memset(MoveStack, 0, sizeof MoveStack);
+  std::memset(PlyStack, 0, sizeof PlyStack);
+  std::memset(GameHistory, 0, sizeof GameHistory);
+  MoveStackTop = Ply = 0;
+  ClearOrderingStatistics();
+  SetStartPosition();
+  StandardInputAtEnd();
+  std::srand(1);  // the book's choices come out the same on every run of an input
+  RemoveWrittenFiles();
+}
+
+std::string WriteScratchFile(const std::string &name, const void *data, size_t size) {
+  const fs::path path = ScratchDirectory / name;
+  std::ofstream(path, std::ios::binary).write(static_cast<const char *>(data), std::streamsize(size));
+  return path.string();
+}
+
+void FeedStandardInput(const std::string &bytes) {
+  const int fd = memfd_create("fuzz-input", 0);
+  if (fd < 0 || write(fd, bytes.data(), bytes.size()) != ssize_t(bytes.size())) std::abort();
+  lseek(fd, 0, SEEK_SET);
+  dup2(fd, STDIN_FILENO);
+  close(fd);
+  ResetInput();
+}
+
+void RunCommand(const char *line) {
+  std::snprintf(CommandLine, INPUT_BUFFER_SIZE, "%s", line);
+  ProcessCommand();
+}
