@@ -56,6 +56,10 @@ void StartEngine() {
   InitAttackTables();
   LoadEvaluationTables();
   ClearCaptureStatistics();
+  StartFromSettings();
+}
+
+void StartFromSettings() {
   SetSecondDefaults();
   ReadSettings();
   AllocateTables();

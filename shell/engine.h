@@ -4,6 +4,9 @@
 constexpr const char *VERSION_LINE = "Quarvelle v1.98 [r2769/26.01.2018]";
 
 void StartEngine();
+// The part of start-up that the settings file steers, from its reading on: table sizes, book, learning file,
+// tablebases, the report of them all, and a new game.
+void StartFromSettings();
 // The next input line into CommandLine, read as needed; false once the input has ended.
 bool TakeCommandLine();
 [[noreturn]] void RunOuterLoop();
