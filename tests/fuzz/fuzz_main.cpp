@@ -1,4 +1,6 @@
 // The libFuzzer binary of one target, named by FUZZ_TARGET at compile time.
+#include <sanitizer/common_interface_defs.h>
+
 #include <cstdio>
 #include <cstdlib>
 
@@ -18,6 +20,8 @@ extern "C" int LLVMFuzzerInitialize(int *, char ***) {
     std::exit(2);
   }
   StartFuzzEngine();
+  // A crash ends the process without the exit handlers.
+  __sanitizer_set_death_callback(RemoveScratchDirectory);
   return 0;
 }
 

@@ -41,11 +41,6 @@ char StartTablebasePath[TB_PATH_SIZE];
 u64 StartKeyHistory[10];
 i32 StartScoreHistory[10], StartBookHistory[10];
 
-void RemoveScratchDirectory() {
-  std::error_code ignored;
-  fs::remove_all(ScratchDirectory, ignored);
-}
-
 void MakeScratchDirectory() {
   char pattern[64];
   // Memory, not disk: the learning file is synced when it is made.
@@ -91,6 +86,11 @@ void SetSmallTables() {
 }
 
 }  // namespace
+
+void RemoveScratchDirectory() {
+  std::error_code ignored;
+  fs::remove_all(ScratchDirectory, ignored);
+}
 
 // Instead of shell/quit.cpp, which ends the process: the fuzzer and the replay go on with the next input.
 void quit(int code) {

@@ -67,7 +67,7 @@ int FuzzTablebaseFile(const uint8_t *data, size_t size) {
   WriteScratchFile("syzygy/" + realFile, real.data(), real.size());
   WriteScratchFile("syzygy/" + fuzzedFile, data + 1, size - 1);
   RunSession([&material] {
-    RunCommand("setoption name SyzygyPath value syzygy");
+    for (const char *command : {"easy", "setoption name SyzygyPath value syzygy"}) RunCommand(command);
     for (int i = 0; i < PROBED_POSITIONS; i++) {
       if (!PlacePosition(i, material.Piece)) continue;
       i32 success;
