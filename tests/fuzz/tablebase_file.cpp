@@ -31,13 +31,12 @@ std::string RealTable(const std::string &file) {
 }
 
 // Position i of a spread over the board: the kings and the piece on squares that step apart, the piece for
-// White or for Black by turns, either side to move. False for an illegal or impossible placement.
+// White or for Black by turns, either side to move; a pawn may stand on a back rank, as a set-up position allows.
+// False when the side not to move stands in check.
 bool PlacePosition(int i, int piece) {
   const int whiteKing = (i * 7 + 3) % 64, blackKing = (i * 13 + 40) % 64, square = (i * 29 + 11) % 64;
   const int owner = i % 2 ? BLACK : WHITE;
-  const bool pawnOnEdgeRank = piece == PAWN && (square < 8 || square >= 56);
-  if (whiteKing == blackKing || square == whiteKing || square == blackKing || pawnOnEdgeRank ||
-      (KingAttacks[whiteKing] & Bit(blackKing)))
+  if (whiteKing == blackKing || square == whiteKing || square == blackKing || (KingAttacks[whiteKing] & Bit(blackKing)))
     return false;
   ClearBoard();
   AddPiece(whiteKing, WHITE, KING);
