@@ -41,6 +41,16 @@ char StartTablebasePath[TB_PATH_SIZE];
 u64 StartKeyHistory[10];
 i32 StartScoreHistory[10], StartBookHistory[10];
 
+// Calls copy(kept, live) for each record that commands change, with its start-up copy.
+template <typename Copy>
+void ForEachStartRecord(Copy copy) {
+  copy(StartSettings, Settings);
+  copy(StartTablebasePath, TablebasePath);
+  copy(StartKeyHistory, KeyHistory);
+  copy(StartScoreHistory, ScoreHistory);
+  copy(StartBookHistory, BookHistory);
+}
+
 void MakeScratchDirectory() {
   char pattern[64];
   // Memory, not disk: the learning file is synced when it is made.
@@ -108,11 +118,7 @@ void StartFuzzEngine() {
   StartEngine();
   SetSmallTables();
   LeaveScratchDirectory();
-  StartSettings = Settings;
-  std::memcpy(StartTablebasePath, TablebasePath, sizeof TablebasePath);
-  std::memcpy(StartKeyHistory, KeyHistory, sizeof KeyHistory);
-  std::memcpy(StartScoreHistory, ScoreHistory, sizeof ScoreHistory);
-  std::memcpy(StartBookHistory, BookHistory, sizeof BookHistory);
+  ForEachStartRecord([](auto &kept, const auto &live) { std::memcpy(&kept, &live, sizeof kept); });
 }
 
 int RunFuzzInput(FuzzEntry entry, const uint8_t *data, size_t size) {
@@ -134,11 +140,7 @@ void ResetEngine() {
   } else {
     SetSmallTables();
   }
-  Settings = StartSettings;
-  std::memcpy(TablebasePath, StartTablebasePath, sizeof TablebasePath);
-  std::memcpy(KeyHistory, StartKeyHistory, sizeof KeyHistory);
-  std::memcpy(ScoreHistory, StartScoreHistory, sizeof ScoreHistory);
-  std::memcpy(BookHistory, StartBookHistory, sizeof BookHistory);
+  ForEachStartRecord([](const auto &kept, auto &live) { std::memcpy(&live, &kept, sizeof kept); });
   std::memset(RootScore, 0, sizeof RootScore);
   std::memset(SearchMoves, 0, sizeof SearchMoves);
   std::memset(PendingLearn, 0, sizeof PendingLearn);
