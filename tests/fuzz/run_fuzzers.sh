@@ -4,9 +4,10 @@
 #   tests/fuzz/run_fuzzers.sh SECONDS [TARGET...]      (all eight targets by default)
 # The working corpus of a target grows in build-fuzz/corpus/TARGET from the seeds of tests/fuzz/corpus/TARGET and
 # the inputs of tests/fuzz/regression/TARGET, which stay as they are. Crashes, leaks and timeouts are written to
-# build-fuzz/artifacts/TARGET/; copy one into tests/fuzz/regression/TARGET once its bug is fixed. Environment:
-# FUZZ_JOBS build jobs (1), FUZZ_NICE niceness (5), FUZZ_TIMEOUT seconds for one input (30).
-# Exit code 1 when any target left an artifact.
+# build-fuzz/artifacts/TARGET/; copy one into tests/fuzz/regression/TARGET once its bug is fixed. Inputs slower
+# than ten seconds are kept there too, as slow-unit-*, and reported apart. Environment: FUZZ_JOBS build jobs (1),
+# FUZZ_NICE niceness (5), FUZZ_TIMEOUT seconds for one input (30).
+# Exit code 1 when any target crashed, leaked, ran out of memory or time.
 set -euo pipefail
 root="$(cd "$(dirname "$0")/../.." && pwd)"
 seconds="${1:?usage: $0 SECONDS [TARGET...]}"
@@ -45,8 +46,10 @@ for target in "${targets[@]}"; do
   speed="$(sed -n 's/^stat::average_exec_per_sec: *//p' "$log")"
   coverage="$(sed -n 's/.* cov: \([0-9]*\).*/\1/p' <<< "$last")"
   features="$(sed -n 's/.* ft: \([0-9]*\).*/\1/p' <<< "$last")"
-  count="$(find "$artifacts" -type f | wc -l)"
-  line="$target: ${runs:-?} runs, ${speed:-?} exec/s, cov ${coverage:-?}, ft ${features:-?}, corpus $(find "$corpus" -type f | wc -l) files, $count artifacts"
+  count="$(find "$artifacts" -type f ! -name 'slow-unit-*' | wc -l)"
+  slow="$(find "$artifacts" -type f -name 'slow-unit-*' | wc -l)"
+  line="$target: ${runs:-?} runs, ${speed:-?} exec/s, cov ${coverage:-?}, ft ${features:-?}, corpus"
+  line+=" $(find "$corpus" -type f | wc -l) files, $count failing inputs, $slow slow inputs"
   if [ "$status" -ne 0 ] || [ "$count" -gt 0 ]; then
     found=1
     line+=" (exit $status; see $log)"
