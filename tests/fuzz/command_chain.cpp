@@ -2,7 +2,8 @@
 // by the engine's own loop, in UCI, xboard and console commands alike. Lines that arrive while a search runs are
 // read by the search's own polls, and the end of the input stops a search as a closed pipe does, so every
 // search ends a few iterations after its last line. A few commands get a budget here instead: their cost
-// grows with a number the input gives.
+// grows with a number the input gives. A session ends where it leaves material on the board that play couldn't
+// reach.
 #include <cstdlib>
 #include <cstring>
 #include <string>
@@ -62,7 +63,7 @@ int FuzzCommandChain(const uint8_t *data, size_t size) {
   FeedStandardInput(WithFewProgressLines(data, size));
   RunSession([] {
     int rebuildsLeft = MAX_TABLE_REBUILDS;
-    for (int commands = 0; commands < MAX_COMMANDS && TakeCommandLine();)
+    for (int commands = 0; commands < MAX_COMMANDS && MaterialPlayCouldReach() && TakeCommandLine();)
       if (Affordable(CommandLine, rebuildsLeft)) ProcessCommand(), commands++;
   });
   return 0;

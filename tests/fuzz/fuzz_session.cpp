@@ -4,6 +4,7 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -109,6 +110,16 @@ void quit(int code) {
 }
 
 const char *SourceDirectory() { return QUARVELLE_SOURCE_DIR; }
+
+bool MaterialPlayCouldReach() {
+  const BoardRecord &b = thread_board;
+  for (int side : {WHITE, BLACK}) {
+    auto beyond = [&](int piece, int start) { return std::max(b.PieceCount[piece][side] - start, 0); };
+    const int promoted = beyond(QUEEN, 1) + beyond(ROOK, 2) + beyond(BISHOP, 2) + beyond(KNIGHT, 2);
+    if (b.PieceCount[PAWN][side] + promoted > 8) return false;
+  }
+  return true;
+}
 
 void StartFuzzEngine() {
   MakeScratchDirectory();

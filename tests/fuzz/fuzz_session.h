@@ -23,6 +23,10 @@ std::string WriteScratchFile(const std::string &name, const void *data, size_t s
 void FeedStandardInput(const std::string &bytes);
 // One command line through the engine's interpreter, as if it had been typed.
 void RunCommand(const char *line);
+// No side holds more pawns and promoted pieces together than the eight pawns it began with. Beyond that, as with
+// sixteen rooks a side, the captures of a quiescence search make trees of millions of nodes, which the search by
+// its design doesn't interrupt: a fuzz target searches no such position.
+bool MaterialPlayCouldReach();
 // The directory of the repository, where the test data lies.
 const char *SourceDirectory();
 
