@@ -1,6 +1,4 @@
 // The libFuzzer binary of one target, named by FUZZ_TARGET at compile time.
-#include <sanitizer/common_interface_defs.h>
-
 #include <cstdio>
 #include <cstdlib>
 
@@ -20,8 +18,6 @@ extern "C" int LLVMFuzzerInitialize(int *, char ***) {
     std::exit(2);
   }
   StartFuzzEngine();
-  // A crash ends the process without the exit handlers.
-  __sanitizer_set_death_callback(RemoveScratchDirectory);
   return 0;
 }
 

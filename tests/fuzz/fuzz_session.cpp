@@ -1,10 +1,12 @@
 #include "tests/fuzz/fuzz_session.h"
 
 #include <fcntl.h>
+#include <signal.h>
 #include <sys/mman.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -52,13 +54,32 @@ void ForEachStartRecord(Copy copy) {
   copy(StartBookHistory, BookHistory);
 }
 
+void RemoveScratchDirectory() {
+  std::error_code ignored;
+  fs::remove_all(ScratchDirectory, ignored);
+}
+
+constexpr const char *SCRATCH_PREFIX = "quarvelle-fuzz-";
+
+// A crash or a timeout ends a run without its exit handlers: the directories of runs whose process is gone are
+// removed by the next start.
+void RemoveDirectoriesOfEndedRuns(const fs::path &base) {
+  std::error_code ignored;
+  for (const fs::directory_entry &entry : fs::directory_iterator(base, ignored)) {
+    const std::string name = entry.path().filename().string();
+    if (!name.starts_with(SCRATCH_PREFIX)) continue;
+    const pid_t pid = pid_t(std::atol(name.c_str() + std::strlen(SCRATCH_PREFIX)));
+    if (pid > 0 && kill(pid, 0) != 0 && errno == ESRCH) fs::remove_all(entry.path(), ignored);
+  }
+}
+
+// Named by the process id, in memory rather than on disk: the learning file is synced when it is made.
 void MakeScratchDirectory() {
-  char pattern[64];
-  // Memory, not disk: the learning file is synced when it is made.
-  const char *base = fs::is_directory("/dev/shm") ? "/dev/shm" : "/tmp";
-  std::snprintf(pattern, sizeof pattern, "%s/quarvelle-fuzz-XXXXXX", base);
-  if (!mkdtemp(pattern)) std::abort();
-  ScratchDirectory = pattern;
+  const fs::path base = fs::is_directory("/dev/shm") ? "/dev/shm" : "/tmp";
+  RemoveDirectoriesOfEndedRuns(base);
+  ScratchDirectory = base / (SCRATCH_PREFIX + std::to_string(getpid()));
+  fs::remove_all(ScratchDirectory);
+  fs::create_directory(ScratchDirectory);
   std::atexit(RemoveScratchDirectory);
 }
 
@@ -97,11 +118,6 @@ void SetSmallTables() {
 }
 
 }  // namespace
-
-void RemoveScratchDirectory() {
-  std::error_code ignored;
-  fs::remove_all(ScratchDirectory, ignored);
-}
 
 // Instead of shell/quit.cpp, which ends the process: the fuzzer and the replay go on with the next input.
 void quit(int code) {

@@ -8,10 +8,8 @@
 #include "tests/fuzz/fuzz_targets.h"
 
 // Starts the engine once, in a fresh scratch directory under /dev/shm (or /tmp) with a copy of the repository's
-// values.txt, and standard input at its end.
+// values.txt, and standard input at its end. The directory goes at exit.
 void StartFuzzEngine();
-// Removes the scratch directory with all in it; registered to run at exit.
-void RemoveScratchDirectory();
 // Runs one input through a target's entry, with the scratch directory as the working directory meanwhile.
 int RunFuzzInput(FuzzEntry entry, const uint8_t *data, size_t size);
 // The start-up state again: settings, board, stacks, statistics, hash tables, book, learning file and
