@@ -222,6 +222,8 @@ void LegalMoves(int start) {
   for (int i = start; i < MoveStackTop; i++) {
     const u32 move = MoveStack[i].Move;
     if (inCheck && MovedPiece(move) == KING && std::abs(FileOf(MoveFrom(move)) - FileOf(MoveTo(move))) == 2) continue;
+    // Taking the king is no move: only a set-up position with the side not to move in check offers it.
+    if (CapturedPiece(move) == KING) continue;
     make_move(move, 1);
     const bool exposed = IsAttacked(b.SideToMove, b.KingSquare[us]);
     unmake_move();
@@ -237,7 +239,7 @@ bool IsLegal(u32 move) {
   bool found = false;
   for (int i = 5000; i < MoveStackTop && !found; i++) found = MoveStack[i].Move == move;
   MoveStackTop = savedTop;
-  return found && CapturedPiece(move) != KING;
+  return found;
 }
 
 int MoveSafety(u32 move) {

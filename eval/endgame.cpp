@@ -124,6 +124,8 @@ bool MinorStopsPawn() {
   if (PopCount(b.AllPawns) != 1) return false;
   const int strong = b.Pawns[WHITE] ? WHITE : BLACK, weak = ChangeSide(strong);
   const int pawn = LowestSquare(b.AllPawns);
+  // A pawn on a back rank, which only a set-up position has, has no square ahead or behind to look at.
+  if (RankOf(pawn) == 0 || RankOf(pawn) == 7) return false;
   const int step = strong == WHITE ? 8 : -8;
   if (b.Bishops[strong] && b.Knights[weak]) {
     info.OtherSideKnown = 0;

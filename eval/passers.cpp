@@ -249,7 +249,8 @@ i32 PromotionRace(i32 packed, int firstBest, int secondBest, int length) {
       const u64 newQueen = RookAttacks(r, after) | BishopAttacks(r, after);
       const u64 guarded = PawnHits(First, b.Pawns[First]) | KingAttacks[b.KingSquare[First]];
       const u64 checks = lines & ~b.Pieces[First] & ~pawnCover & ~newQueen & ~(KingAttacks[king] & ~guarded);
-      const int n = PopCount(loose);
+      // The tables stop at eight pawns; a set-up position may hold more.
+      const int n = std::min(PopCount(loose), 8);
       packed += sign * (checks ? RaceLoosePawnsCheck[n] : RaceLoosePawns[n]);
     }
   }

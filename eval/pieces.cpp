@@ -10,6 +10,9 @@
 
 namespace {
 
+// Tables by a number of pawns have nine entries; a set-up position may hold more than eight pawns of a side.
+int PawnCountIndex(u64 pawns) { return std::min(PopCount(pawns), 8); }
+
 // Black adds, White subtracts: every table is given for a black piece.
 template <int Us>
 void AddPacked(i32 value) {
@@ -177,7 +180,7 @@ void EvaluateBishopsOf() {
     const u64 own = b.Pawns[Us] & colour;
     const u64 next = Us == BLACK ? own >> 8 : own << 8;
     const u64 stuckNext = next & (b.Occupied | info.PawnThreat[Us]);
-    v -= BadBishop[PopCount(own)] + BadBishopBlocked[PopCount(stuckNext)];
+    v -= BadBishop[PawnCountIndex(own)] + BadBishopBlocked[PawnCountIndex(stuckNext)];
   }
   const u64 queenSideFiles = FileMask(0) | FileMask(1) | FileMask(2), kingSideFiles = FileMask(5) | FileMask(6) | FileMask(7);
   if (b.PieceMaterial[Us] < 9 && b.PieceMaterial[Us] == b.PieceMaterial[Them] && !b.Bishops[Them] &&
@@ -271,7 +274,8 @@ void EvaluatePawnStage() {
   info.PackedScore += PackBoth(i32(distance));
   info.BlockedPawns[WHITE] = white & ((b.Pieces[BLACK] | white) >> 8);
   info.BlockedPawns[BLACK] = black & ((b.Pieces[WHITE] | black) << 8);
-  const int whiteBlocked = PopCount(info.BlockedPawns[WHITE]), blackBlocked = PopCount(info.BlockedPawns[BLACK]);
+  const int whiteBlocked = PawnCountIndex(info.BlockedPawns[WHITE]);
+  const int blackBlocked = PawnCountIndex(info.BlockedPawns[BLACK]);
   info.PackedScore += BlockedPawnsAll[whiteBlocked] + b.PieceCount[KNIGHT][BLACK] * BlockedPawnsKnight[whiteBlocked];
   info.PackedScore -= BlockedPawnsAll[blackBlocked] + b.PieceCount[KNIGHT][WHITE] * BlockedPawnsKnight[blackBlocked];
 }

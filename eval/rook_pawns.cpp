@@ -29,6 +29,8 @@ int HoldsPawn(int p, int rook) {
   if (b.SideToMove == Them) return rank <= 2 ? HOLDS_UNKNOWN : holds(p, king) ? HOLDS_DRAW : HOLDS_LOST;
   if ((KingAttacks[king] & Bit(rook)) && !(KingAttacks[rookKing] & Bit(rook))) return HOLDS_DRAW;
   if (PawnAttacks[Us][p] & Bit(rook)) return HOLDS_DRAW;
+  // A pawn on its last rank, which only a set-up position has, has no step ahead to look at.
+  if (rank == 7) return HOLDS_UNKNOWN;
   const u64 occupied = b.Occupied;
   const int stop = p + up;
   const u64 rankLines = RookAttacks(p, occupied) & RankMask(RankOf(p));

@@ -30,7 +30,8 @@ bool AnyPawnMove(int us) {
   const BoardRecord &b = thread_board;
   const int them = ChangeSide(us), forward = us == WHITE ? 8 : -8;
   const u64 enemies = b.Pieces[them] & ~b.Kings[them];
-  for (u64 pawns = b.Pawns[us]; pawns;) {
+  // A pawn on its last rank, which only a set-up position has, has no move.
+  for (u64 pawns = b.Pawns[us] & ~RankMask(us == WHITE ? 7 : 0); pawns;) {
     const int from = PopLowest(pawns);
     u64 targets = PawnAttacks[us][from] & enemies;
     const int one = from + forward;

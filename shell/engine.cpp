@@ -56,6 +56,10 @@ void StartEngine() {
   InitAttackTables();
   LoadEvaluationTables();
   ClearCaptureStatistics();
+  StartFromSettings();
+}
+
+void StartFromSettings() {
   SetSecondDefaults();
   ReadSettings();
   AllocateTables();
@@ -96,22 +100,15 @@ void NewGame(bool learnBook) {
   s.ForceMode = 0;
 }
 
-void RunOuterLoop() {
-  for (;;) {
-    CommandLine[0] = '\0';
-    bool ended = false;
-    while (!ended && !TakeLine(CommandLine)) ended = !ReadInput();
-    // The input has closed for good: nothing more can come.
-    if (ended) quit(0);
-    ProcessCommand();
-  }
+bool TakeCommandLine() {
+  CommandLine[0] = '\0';
+  while (!TakeLine(CommandLine))
+    if (!ReadInput()) return false;
+  return true;
 }
 
-void quit(int code) {
-  fflush(stdout);
-  ReleaseTables();
-  CloseBook();
-  CloseLearnFile();
-  FreeTablebases();
-  std::exit(code);
+void RunOuterLoop() {
+  while (TakeCommandLine()) ProcessCommand();
+  // The input has closed for good: nothing more can come.
+  quit(0);
 }

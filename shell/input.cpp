@@ -63,6 +63,11 @@ bool ReadInput() {
 
 bool InputEnded() { return StreamEnded; }
 
+void ResetInput() {
+  InputBuffer[0] = '\0';
+  DroppingRestOfLine = StreamEnded = false;
+}
+
 i32 InputPending() {
   if (HasLineEnd()) return 1;
   if (!Settings.InputReady) {

@@ -10,6 +10,8 @@ extern char InputBuffer[INPUT_BUFFER_SIZE];
 bool ReadInput();
 // The stream has ended: nothing more will come than what InputBuffer holds.
 bool InputEnded();
+// Empties InputBuffer and forgets an end of stream: what comes next is read from a new standard input.
+void ResetInput();
 // Non-zero if a line can be had without waiting long.
 i32 InputPending();
 // 1 when a line was copied to `out` (INPUT_BUFFER_SIZE bytes), 0 if none was ready without blocking,

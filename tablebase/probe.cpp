@@ -94,7 +94,13 @@ i32 ProbeWdlTable(i32 &success) {
     success = 0;
     return 0;
   }
-  return DecompressPairs(files[group].Pairs[o.side], index) - 2;
+  const i32 value = DecompressPairs(files[group].Pairs[o.side], index) - 2;
+  // A damaged table may hold any byte; only the five results mean something to the callers.
+  if (value < -2 || value > 2) {
+    success = 0;
+    return 0;
+  }
+  return value;
 }
 
 bool InCheckHere() { return PlyStack[Ply].InCheck != 0; }

@@ -91,7 +91,8 @@ int KeepLegalMoves() {
   int n = 0;
   for (int i = 0; i < MoveStackTop; i++) {
     const u32 move = MoveStack[i].Move;
-    if (move == 0) continue;
+    // Taking the king ends no game: a search that went on from there would play on without a king.
+    if (move == 0 || CapturedPiece(move) == KING) continue;
     if (Settings.SearchMovesCount > 0 && !InSearchMoves(move)) continue;
     make_move(move, 1);
     // The root's children stay young in the table.
@@ -123,6 +124,13 @@ bool BareKingFacesMinor(int side) {
 }
 
 }  // namespace
+
+void MakeRootMove(int k) {
+  make_move(MoveStack[k].Move, 1);
+  Ply = 1;
+  const BoardRecord &b = thread_board;
+  PlyStack[1].InCheck = IsAttacked(ChangeSide(b.SideToMove), b.KingSquare[b.SideToMove]);
+}
 
 bool IsBareKingDraw() { return BareKingFacesMinor(WHITE) || BareKingFacesMinor(BLACK); }
 

@@ -1,23 +1,15 @@
 #include "think/root_tablebase.h"
 
-#include "board/attacks.h"
 #include "board/makemove.h"
 #include "search/repetition.h"
 #include "shell/settings.h"
 #include "tablebase/tablebase.h"
+#include "think/root_prep.h"
 
 namespace {
 
 constexpr i32 WdlToDtz[5] = {-1, -101, 0, 101, 1};
 constexpr i32 ClassScore[5] = {-31699, -2, 0, 2, 31699};
-
-// Makes root move k one ply down with the child's check flag set, as the probes read it.
-void MakeRootMove(int k) {
-  make_move(MoveStack[k].Move, 1);
-  Ply = 1;
-  const BoardRecord &b = thread_board;
-  PlyStack[1].InCheck = IsAttacked(ChangeSide(b.SideToMove), b.KingSquare[b.SideToMove]);
-}
 
 void UnmakeRootMove() {
   Ply = 0;

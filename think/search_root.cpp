@@ -232,8 +232,7 @@ i32 SearchRoot(int maxDepth, int useBook) {
         Ply = 0;
         const int ext = MoveDepthChange(true, false, 4 * i, false, entry.Move, entry.Score, true, &deferred,
                                         a - rootEval, &entry.Safety, k == 0);
-        Ply = 1;
-        make_move(entry.Move, 1);
+        MakeRootMove(k);
         const int depth = 4 * i + ext + 6, depthRe = depth + deferred;
         int r;
         if (k == 0) {
@@ -353,8 +352,7 @@ i32 SearchRootMultiPV(int maxDepth) {
       Ply = 0;
       const int ext = MoveDepthChange(true, false, 4 * i, false, MoveStack[k].Move, MoveStack[k].Score, true, &scratch,
                                       v - 40 - rootEval, &MoveStack[k].Safety, k == 0);
-      Ply = 1;
-      make_move(MoveStack[k].Move, 1);
+      MakeRootMove(k);
       const int depth = 4 * i + ext + 6, safety = MoveStack[k].Safety;
       int r;
       if (k >= s.MultiPV) {

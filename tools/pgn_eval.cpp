@@ -72,8 +72,12 @@ void PgnEval(const char *path) {
     fflush(stdout);
     return;
   }
-  ReadPgnGames(pgn, {StartFileGame, ProcessSan, ShowProgress});
+  EvaluatePgnGames(pgn);
   std::fclose(pgn);
+}
+
+void EvaluatePgnGames(FILE *pgn) {
+  ReadPgnGames(pgn, {StartFileGame, ProcessSan, ShowProgress});
   fflush(stdout);
 }
 

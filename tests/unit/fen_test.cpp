@@ -327,7 +327,7 @@ TEST_F(EngineTest, MalformedFensLeaveAConsistentRecordAndPlayableMoves) {
     EXPECT_LE(PopCount(thread_board.Kings[BLACK]), 1);
     bad.expect();
 
-    // Every move the generators offer fits the board and is taken back exactly, king captures included.
+    // Every legal move fits the board and is taken back exactly.
     const std::vector<u32> moves = oracle::LegalMoveList();
     EXPECT_EQ(MovesThatDoNotFit(moves), "");
     for (size_t i = 0; i < moves.size(); i++) {

@@ -2,6 +2,7 @@
 // list with its order, its hash move, killers and the searchmoves restriction; the `moves` listing.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -163,6 +164,23 @@ TEST_F(RootTest, RootListHoldsTheLegalMovesTacticalFirstEachPartSorted) {
           EXPECT_GE(MoveStack[i - 1].Score, MoveStack[i].Score) << i;
         }
     EXPECT_EQ(Settings.Iteration, 10) << "no hash move: no iteration has run";
+  }
+}
+
+// Only a set-up position lets the side to move take the king; that is no move, at the root or in any list.
+TEST_F(RootTest, TakingTheKingIsNeverOnTheLists) {
+  const char *fens[] = {"4k3/4R3/8/8/8/8/8/4K3 w - - 0 1", "8/8/8/3kK3/8/8/8/8 b - - 0 1",
+                        "rnbqkb2/pprp1np1/BQKBNR2/8/8/8/8/8 b - - 0 1"};
+  for (const char *fen : fens) {
+    SCOPED_TRACE(fen);
+    LoadFen(fen);
+    const MoveList pseudo = EnginePseudoMoves();
+    ASSERT_TRUE(std::any_of(pseudo.begin(), pseudo.end(), [](u32 move) { return CapturedPiece(move) == KING; }));
+    const MoveList legal = EngineLegalMoves();
+    ASSERT_EQ(Prepare().first, 0);
+    const MoveList root = StackMoves(0, MoveStackTop);
+    EXPECT_EQ(CompareMoves(legal, root), "");
+    for (u32 move : root) EXPECT_NE(CapturedPiece(move), KING) << MoveName(move);
   }
 }
 
