@@ -48,6 +48,7 @@ i32 IsCheckmate() {
     const int from = PopLowest(set);
     if (IsPinnedPiece(from)) continue;
     const int one = from + forward;
+    if (one < 0 || one > 63) continue;  // a set-up position may hold a pawn on its last rank
     if (empty & Bit(one)) return 0;
     if ((homeRank & Bit(from)) && !(b.Occupied & Bit(one)) && (empty & Bit(one + forward))) return 0;
     if (PawnAttacks[s][from] & Bit(q)) return 0;

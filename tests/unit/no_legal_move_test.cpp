@@ -1,7 +1,9 @@
-// The search's own test for mate and stalemate agrees with the full legal move list.
+// The search's own test for mate and stalemate, and the tablebase filter's mate test, agree with the full
+// legal move list.
 #include <gtest/gtest.h>
 
 #include "search/no_legal_move.h"
+#include "tablebase/tablebase.h"
 #include "tests/unit/move_list.h"
 
 namespace {
@@ -16,6 +18,7 @@ std::string AgreesWithLegalMoves() {
   const int result = HasNoLegalMove();
   std::string report;
   if (result != (none ? 1 : 0)) report += "HasNoLegalMove says " + std::to_string(result) + "\n";
+  if (SideToMoveInCheck() && IsCheckmate() != (none ? 1 : 0)) report += "IsCheckmate disagrees\n";
   if (MoveStackTop != top || thread_board.PositionKey != key || GameHistoryCount != count)
     report += "the position or the stack changed\n";
   return report;
@@ -42,6 +45,7 @@ TEST_F(MoveTest, NoLegalMoveFindsALoneRareMove) {
       {"k7/8/1Q6/8/8/8/8/7K b - - 0 1", 1},                                   // king shut in, no other piece
       {"k7/8/1Q6/8/8/8/7p/7K b - - 0 1", 1},                                  // and the pawn blocked
       {"k7/8/1Q6/8/8/8/7n/7K b - - 0 1", 0},                                  // a knight that may move
+      {"P7/8/8/8/8/7k/6q1/7K w - - 0 1", 1},                                  // mated, a set-up pawn on rank 8
   };
   for (const Case &c : cases) {
     SCOPED_TRACE(c.fen);
