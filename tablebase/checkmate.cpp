@@ -44,11 +44,11 @@ i32 IsCheckmate() {
   const u64 empty = targets & ~b.Occupied;
   const int forward = s == WHITE ? 8 : -8;
   const u64 homeRank = s == WHITE ? RankMask(1) : RankMask(6);
-  for (u64 set = b.Pawns[s]; set;) {
+  // A pawn on its last rank, which only a set-up position has, has no move.
+  for (u64 set = b.Pawns[s] & ~RankMask(s == WHITE ? 7 : 0); set;) {
     const int from = PopLowest(set);
     if (IsPinnedPiece(from)) continue;
     const int one = from + forward;
-    if (one < 0 || one > 63) continue;  // a set-up position may hold a pawn on its last rank
     if (empty & Bit(one)) return 0;
     if ((homeRank & Bit(from)) && !(b.Occupied & Bit(one)) && (empty & Bit(one + forward))) return 0;
     if (PawnAttacks[s][from] & Bit(q)) return 0;
