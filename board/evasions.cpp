@@ -20,19 +20,19 @@ inline int EvasionScoreOf(u32 move, int *safety) {
   return s;
 }
 
-// Is the king's step to `to` safe: no attacker there, and not straight away from a checking slider.
+// Is the king's step to `to` safe: no attacker there, with the king lifted off the board so that a checking
+// slider also covers the squares behind it, however many pieces give check.
 template <int Us>
-inline bool KingStepSafe(int king, int to, int ray1, int ray2) {
+inline bool KingStepSafe(int king, int to) {
   constexpr int Them = ChangeSide(Us);
   const BoardRecord &b = thread_board;
   if ((PawnAttacks[Us][to] & b.Pawns[Them]) || (KnightAttacks[to] & b.Knights[Them]) ||
       (KingAttacks[to] & b.Kings[Them]))
     return false;
+  const u64 occ = b.Occupied & ~Bit(king);
   const u64 lines = b.RooksQueens & b.Pieces[Them], diagonals = b.BishopsQueens & b.Pieces[Them];
-  if ((RookEmpty[to] & lines) && (RookAttacks(to, b.Occupied) & lines)) return false;
-  if ((BishopEmpty[to] & diagonals) && (BishopAttacks(to, b.Occupied) & diagonals)) return false;
-  const int away = Direction[king][to];
-  return !(away && (away == ray1 || away == ray2));
+  if ((RookEmpty[to] & lines) && (RookAttacks(to, occ) & lines)) return false;
+  return !((BishopEmpty[to] & diagonals) && (BishopAttacks(to, occ) & diagonals));
 }
 
 template <int Us>
@@ -91,18 +91,15 @@ struct EvasionGenerator : MoveAppender<Us> {
                          (KingAttacks[king] & b.Kings[Them]);
     if (!checkers) return;
     const bool doubleCheck = PopCount(checkers) > 1;
-    const int c1 = HighestSquare(checkers), c2 = LowestSquare(checkers);
-    int ray1 = 0, ray2 = 0;
+    const int c1 = HighestSquare(checkers);
     u64 targets = checkers;
-    if (b.Board[c1] & 4) ray1 = Direction[c1][king];
-    if (doubleCheck && (b.Board[c2] & 4)) ray2 = Direction[c2][king];
     if (!doubleCheck && (b.Board[c1] & 4)) targets |= Between[c1][king];
 
     // Only a king that really stands there moves.
     if (b.Kings[Us] & Bit(king))
       for (u64 steps = KingAttacks[king] & ~b.Pieces[Us]; steps;) {
         const int to = PopLowest(steps);
-        if (KingStepSafe<Us>(king, to, ray1, ray2)) Add(king, to, KING, b.Board[to], 0, 1);
+        if (KingStepSafe<Us>(king, to)) Add(king, to, KING, b.Board[to], 0, 1);
       }
     if (doubleCheck) return;
 

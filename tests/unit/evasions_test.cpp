@@ -74,6 +74,16 @@ TEST_F(MoveTest, DoubleCheckLeavesOnlyTheKingSteps) {
   });
 }
 
+TEST_F(MoveTest, TripleCheckOfASetUpPositionStillKeepsTheKingOffEveryLine) {
+  // Knight b7, bishop c7 and pawn e7 all check: the bishop sorts between the other two checkers, and e5 behind
+  // the king on its diagonal stays forbidden.
+  ForBothColours("7k/1nb1p3/3K4/8/8/8/8/8 w - - 0 1", [](auto sq) {
+    const MoveList moves = MovesOf(Evasions());
+    EXPECT_FALSE(Contains(moves, MakeMove(sq("d6"), sq("e5"), KING, NONE))) << Names(moves);
+    EXPECT_EQ(CompareMoves(ReferenceLegalMoves(), moves), "");
+  });
+}
+
 TEST_F(MoveTest, KingMayNotStepBackAlongTheCheckingLine) {
   // f1 lies behind the king on the rook's rank: the attack lookup still sees the king as a blocker.
   ForBothColours("4k3/8/8/8/8/8/8/r3K3 w - - 0 1", [](auto sq) {
