@@ -62,17 +62,19 @@ extern const int RookSteps[4], BishopSteps[4];
 u64 SliderAttacksSlowly(int sq, const int steps[4], u64 occ);
 u64 SliderMask(int sq, const int steps[4]);
 
-// Is `sq` attacked by any piece of `side` (kings included, pawns diagonally only)?
-inline bool IsAttacked(int side, int sq) {
+// Is `sq` attacked by any piece of `side` (kings included, pawns diagonally only), with sliders stopped by `occ`?
+inline bool IsAttackedThrough(int side, int sq, u64 occ) {
   const BoardRecord &b = thread_board;
   if (b.Pawns[side] & PawnAttacks[ChangeSide(side)][sq]) return true;
   if (b.Knights[side] & KnightAttacks[sq]) return true;
   if (b.Kings[side] & KingAttacks[sq]) return true;
   u64 lines = b.RooksQueens & b.Pieces[side];
-  if ((RookEmpty[sq] & lines) && (RookAttacks(sq, b.Occupied) & lines)) return true;
+  if ((RookEmpty[sq] & lines) && (RookAttacks(sq, occ) & lines)) return true;
   u64 diagonals = b.BishopsQueens & b.Pieces[side];
-  return (BishopEmpty[sq] & diagonals) && (BishopAttacks(sq, b.Occupied) & diagonals);
+  return (BishopEmpty[sq] & diagonals) && (BishopAttacks(sq, occ) & diagonals);
 }
+
+inline bool IsAttacked(int side, int sq) { return IsAttackedThrough(side, sq, thread_board.Occupied); }
 
 // Attacks of a piece kind known at compile time, for the per-piece generator loops.
 template <int Piece>

@@ -20,21 +20,6 @@ inline int EvasionScoreOf(u32 move, int *safety) {
   return s;
 }
 
-// Is the king's step to `to` safe: no attacker there, with the king lifted off the board so that a checking
-// slider also covers the squares behind it, however many pieces give check.
-template <int Us>
-inline bool KingStepSafe(int king, int to) {
-  constexpr int Them = ChangeSide(Us);
-  const BoardRecord &b = thread_board;
-  if ((PawnAttacks[Us][to] & b.Pawns[Them]) || (KnightAttacks[to] & b.Knights[Them]) ||
-      (KingAttacks[to] & b.Kings[Them]))
-    return false;
-  const u64 occ = b.Occupied & ~Bit(king);
-  const u64 lines = b.RooksQueens & b.Pieces[Them], diagonals = b.BishopsQueens & b.Pieces[Them];
-  if ((RookEmpty[to] & lines) && (RookAttacks(to, occ) & lines)) return false;
-  return !((BishopEmpty[to] & diagonals) && (BishopAttacks(to, occ) & diagonals));
-}
-
 template <int Us>
 struct EvasionGenerator : MoveAppender<Us> {
   using MoveAppender<Us>::Safety;
@@ -95,11 +80,12 @@ struct EvasionGenerator : MoveAppender<Us> {
     u64 targets = checkers;
     if (!doubleCheck && (b.Board[c1] & 4)) targets |= Between[c1][king];
 
-    // Only a king that really stands there moves.
+    // Only a king that really stands there moves. It is lifted off the board for the test, so that a checking
+    // slider also covers the squares behind it, however many pieces give check.
     if (b.Kings[Us] & Bit(king))
       for (u64 steps = KingAttacks[king] & ~b.Pieces[Us]; steps;) {
         const int to = PopLowest(steps);
-        if (KingStepSafe<Us>(king, to)) Add(king, to, KING, b.Board[to], 0, 1);
+        if (!IsAttackedThrough(Them, to, occ & ~Bit(king))) Add(king, to, KING, b.Board[to], 0, 1);
       }
     if (doubleCheck) return;
 

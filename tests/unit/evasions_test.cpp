@@ -85,7 +85,7 @@ TEST_F(MoveTest, TripleCheckOfASetUpPositionStillKeepsTheKingOffEveryLine) {
 }
 
 TEST_F(MoveTest, KingMayNotStepBackAlongTheCheckingLine) {
-  // f1 lies behind the king on the rook's rank: the attack lookup still sees the king as a blocker.
+  // f1 lies behind the king on the rook's rank: a lookup that kept the king as a blocker would allow it.
   ForBothColours("4k3/8/8/8/8/8/8/r3K3 w - - 0 1", [](auto sq) {
     const MoveList moves = MovesOf(Evasions());
     EXPECT_FALSE(Contains(moves, MakeMove(sq("e1"), sq("f1"), KING, NONE))) << Names(moves);
