@@ -36,7 +36,10 @@ class MateSuiteTest : public EngineTest {
     LoadRepositoryValues();
     saved_ = QuietFixedDepthSettings();
   }
-  void TearDown() override { Settings = saved_; }
+  void TearDown() override {
+    Settings = saved_;
+    LoadCompiledDefaults();  // the values the other tests expect
+  }
   SettingsRecord saved_;
 };
 

@@ -97,7 +97,7 @@ int MateScore(int moves) { return MATE_SCORE - Ply - (2 * moves - 1); }
 TEST_F(SearchTest, MatesAreFoundWithTheirDistanceAndNeverCalledFaster) {
   struct Case {
     const char *fen;
-    int moves, plies;  // the depth at which this search finds the shortest mate
+    int moves, plies;  // the depth at which deepening finds the shortest mate
     u32 first;         // 0 when several first moves mate as fast
   };
   const Case cases[] = {
@@ -117,6 +117,10 @@ TEST_F(SearchTest, MatesAreFoundWithTheirDistanceAndNeverCalledFaster) {
       Load(c.fen);
       EXPECT_LE(Run(plies), MateScore(c.moves)) << plies;
     }
+    // Deepening as the root does, each depth ordered by the table entries of the one before, finds it exactly.
+    SetUp();
+    Load(c.fen);
+    for (int plies = 1; plies < c.plies; plies++) Run(plies);
     EXPECT_EQ(Run(c.plies), MateScore(c.moves));
     if (c.first) {
       EXPECT_EQ(Best(), c.first);
