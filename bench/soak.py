@@ -179,8 +179,8 @@ def ponder_games(args, openings, games, work, counts, rng):
     oracle = Oracle()
     played = peak = 0
     while played < games:
-        opponent_name = args.opponents[played // 50 % len(args.opponents)]
-        base, inc = CLOCKS[played // 50 % len(CLOCKS)]
+        base, inc = CLOCKS[played // 50 % len(CLOCKS)]  # each opponent meets both clocks
+        opponent_name = args.opponents[played // (50 * len(CLOCKS)) % len(args.opponents)]
         engine = Uci([args.engine], cwd=work)
         opponent = Uci(["/usr/games/" + opponent_name])
         for side, options in ((engine, ["Hash value 16", "SyzygyPath value " + args.syzygy]),
@@ -228,7 +228,7 @@ def match_games(args, games, work, counts):
                    "--engine", "cmd=/usr/games/" + opponent, "name=" + opponent, "option.Hash=16",
                    "--games", str(count), "--tc", "%g+%g" % (base / 1000, inc / 1000),
                    "--concurrency", str(args.concurrency), "--openings", os.path.join(SHARED, "data/openings.epd"),
-                   "--random-openings", "--seed", str(batch + 1), "--pgn", pgn]
+                   "--random-openings", "--seed", str(args.seed * 1000 + batch), "--pgn", pgn]
         subprocess.run(command, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
         text = open(pgn).read() if os.path.exists(pgn) else ""
         for reason, key in (("quarvelle lost on time", "time losses"), ("quarvelle played illegal", "illegal moves"),
@@ -248,7 +248,7 @@ def main():
     parser.add_argument("--opponents", default="toga2,glaurung")
     parser.add_argument("--syzygy", default=os.path.join(SHARED, "syzygy"))
     parser.add_argument("--concurrency", type=int, default=1)
-    parser.add_argument("--seed", type=int, default=1)
+    parser.add_argument("--seed", type=int, default=1, help="openings; runs with other seeds add up")
     args = parser.parse_args()
     args.engine = os.path.abspath(args.engine)
     args.opponents = args.opponents.split(",")
