@@ -9,39 +9,12 @@
 
 #include "eval/eval.h"
 #include "shell/settings.h"
+#include "tests/unit/file_mirror.h"
 #include "tests/unit/move_list.h"
 #include "tools/epd_eval.h"
 #include "tests/unit/values_loading.h"
 
 namespace {
-
-i32 EvaluateFen(const std::string &fen) {
-  LoadFen(fen.c_str());
-  Settings.RootSide = thread_board.SideToMove;
-  i32 score = -MATE_SCORE;
-  Evaluate(&score, MATE_SCORE);
-  return score;
-}
-
-// The same position seen in a mirror between files d and e; meaningful without castling rights.
-std::string MirrorFiles(const std::string &fen) {
-  std::istringstream in(fen);
-  std::string placement, rest;
-  in >> placement;
-  std::getline(in, rest);
-  std::string mirrored, row;
-  for (char c : placement + "/") {
-    if (c != '/') {
-      if (c >= '1' && c <= '8') row += std::string(size_t(c - '0'), '1');
-      else row += c;
-      continue;
-    }
-    std::reverse(row.begin(), row.end());
-    mirrored += (mirrored.empty() ? "" : "/") + row;
-    row.clear();
-  }
-  return mirrored + rest;
-}
 
 using namespace movetest;
 
@@ -73,30 +46,12 @@ TEST_F(EvalTest, ColourSwapScoresAlike) {
   }
 }
 
-// Left and right alike, where no castling right tells them apart. Some terms tell the wings apart by design, so
-// their positions are left out: the king's opening table on b1 and g1 (19 against 15), a king on file d or e
-// (its own file tables), a queen at home (development), and a fianchetto on the king side.
+// Left and right alike, where no castling right tells them apart.
 TEST_F(EvalTest, FileMirrorScoresAlike) {
   LoadRepositoryValues();
-  const u64 unevenKingSquares = Bit(1) | Bit(6) | Bit(57) | Bit(62) | FileMask(3) | FileMask(4);
-  const u64 unevenQueenSquares = Bit(3) | Bit(4) | Bit(59) | Bit(60);
-  const u64 fianchettoSquares = Bit(5) | Bit(6) | Bit(7) | Bit(61) | Bit(62) | Bit(63) | Bit(2) | Bit(1) | Bit(0) |
-                                Bit(58) | Bit(57) | Bit(56);
-  int compared = 0, differences = 0;
-  for (const SamplePosition &position : WalkSample()) {
-    Reach(position);
-    const BoardRecord &b = thread_board;
-    if (b.CastlingFlags || ((b.Kings[WHITE] | b.Kings[BLACK]) & unevenKingSquares) ||
-        ((b.Queens[WHITE] | b.Queens[BLACK]) & unevenQueenSquares) ||
-        ((b.Bishops[WHITE] | b.Bishops[BLACK]) & fianchettoSquares))
-      continue;
-    const std::string fen = CurrentFen();
-    const i32 score = EvaluateFen(fen), mirrored = EvaluateFen(MirrorFiles(fen));
-    compared++;
-    if (score != mirrored && differences++ < 5) ADD_FAILURE() << fen << ": " << score << " vs " << mirrored;
-  }
-  EXPECT_GT(compared, 300);
-  EXPECT_EQ(differences, 0);
+  const FileMirrorCount count = CompareFileMirrors();
+  EXPECT_GT(count.compared, 300);
+  EXPECT_EQ(count.differences, 0) << count.firstDifferences;
 }
 
 TEST_F(EvalTest, StartPositionAndMaterialScore) {

@@ -16,6 +16,7 @@
 #include "eval/values_layout.h"
 #include "search/hash.h"
 #include "tests/unit/engine_fixture.h"
+#include "tests/unit/file_mirror.h"
 #include "tests/unit/values_loading.h"
 #include "tools/bench.h"
 #include "tools/tune/fit.h"
@@ -169,13 +170,13 @@ TEST_F(TuneTest, BisectionFindsEveryPositionThatANumberMoves) {
   const std::vector<i32> values = CurrentNumbers(numbers);
   size_t entries = 0;
   for (size_t j = 0; j < numbers.size(); j++) {
-    *numbers[j].slot = values[j] + step;
+    SetNumber(numbers[j], values[j] + step);
     BuildTablesExceptMaterial();
     const std::vector<i32> up = EvaluateAll(positions, 1, evaluations);
-    *numbers[j].slot = values[j] - step;
+    SetNumber(numbers[j], values[j] - step);
     BuildTablesExceptMaterial();
     const std::vector<i32> down = EvaluateAll(positions, 1, evaluations);
-    *numbers[j].slot = values[j];
+    SetNumber(numbers[j], values[j]);
     Column dense;
     for (size_t p = 0; p < positions.size(); p++)
       if (up[p] != down[p]) {
@@ -188,6 +189,28 @@ TEST_F(TuneTest, BisectionFindsEveryPositionThatANumberMoves) {
   }
   BuildTablesExceptMaterial();
   EXPECT_GT(entries, 5000u);
+}
+
+// Each tuned number moved its own way: a number by square takes its file mirror along, so no position scores
+// apart from its mirror; moved alone, they do.
+TEST_F(TuneTest, TiedNumbersKeepPositionsAndTheirFileMirrorsAlike) {
+  const std::vector<TunedNumber> numbers = NumbersOf(DEFAULT_GROUPS);
+  std::vector<i32> values = CurrentNumbers(numbers);
+  std::mt19937 random(5);
+  for (i32 &value : values) value += i32(random() % 41) - 20;
+  SetNumbers(numbers, values);
+  ClearEvalCache();
+  const FileMirrorCount tied = CompareFileMirrors();
+  EXPECT_GT(tied.compared, 300);
+  EXPECT_EQ(tied.differences, 0) << tied.firstDifferences;
+
+  size_t pairs = 0;
+  for (const TunedNumber &n : numbers)
+    if (n.mirrorSlot) pairs++, *n.slot += 50;
+  EXPECT_GT(pairs, 1500u);  // the wing tables, cages and pawn tables by square
+  BuildTablesExceptMaterial();
+  ClearEvalCache();
+  EXPECT_GT(CompareFileMirrors().differences, 0);
 }
 
 // Results made by the engine's evaluation with known mobility values; the fit starts from the hand-set values

@@ -38,14 +38,14 @@ struct BlockSearch {
     std::vector<i32> saved(last - first);
     for (size_t i = first; i < last; i++) {
       saved[i - first] = *numbers[i].slot;
-      *numbers[i].slot += offsets[i - first];
+      SetNumber(numbers[i], saved[i - first] + offsets[i - first]);
     }
     BuildTablesExceptMaterial();
     std::vector<i32> scores;
     scores.reserve(candidates.size());
     for (u32 p : candidates) scores.push_back(WhiteEvaluation(positions[p].board));
     evaluations += i64(candidates.size());
-    for (size_t i = first; i < last; i++) *numbers[i].slot = saved[i - first];
+    for (size_t i = first; i < last; i++) SetNumber(numbers[i], saved[i - first]);
     BuildTablesExceptMaterial();
     return scores;
   }

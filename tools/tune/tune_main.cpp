@@ -177,6 +177,7 @@ int RunFit(const Arguments &a) {
     tuned++;
     changed += fileNumbers[size_t(numbers[j].fileIndex)] != result.values[j];
     fileNumbers[size_t(numbers[j].fileIndex)] = result.values[j];
+    if (numbers[j].mirrorSlot) fileNumbers[size_t(numbers[j].mirrorFileIndex)] = result.values[j];
   }
   std::printf("tuned %zu numbers of the file's %lld (the others of the groups move no training position), "
               "%zu of them changed\n",

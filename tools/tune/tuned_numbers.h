@@ -5,11 +5,15 @@
 
 #include "board/types.h"
 
-// One number of the file and the parameter that the load fills from it.
+// One number of the file and the parameter that the load fills from it. A number by square is tied to its
+// mirror across the d/e line (and, in the wing tables, the mirrored wing), which takes the same value: the
+// evaluation of a position and of its file mirror stay equal.
 struct TunedNumber {
-  i64 fileIndex;      // place in values.txt, from 0
-  i32 *slot;          // the parameter itself
-  const char *table;  // the table's name in the file, e.g. "KnightMobilityOpening"
+  i64 fileIndex;             // place in values.txt, from 0
+  i32 *slot;                 // the parameter itself
+  const char *table;         // the table's name in the file, e.g. "KnightMobilityOpening"
+  i64 mirrorFileIndex = -1;  // the tied number, if any
+  i32 *mirrorSlot = nullptr;
 };
 
 // A named group of terms: the tables whose numbers it tunes.
@@ -29,4 +33,6 @@ bool SelectNumbers(const std::string &groups, std::vector<TunedNumber> &numbers,
 // Sets the numbers and rebuilds what the evaluation reads from them. The material table is left as it is:
 // no group holds a number that feeds it.
 void SetNumbers(const std::vector<TunedNumber> &numbers, const std::vector<i32> &values);
+// One number and its tied mirror, without the rebuild.
+void SetNumber(const TunedNumber &number, i32 value);
 std::vector<i32> CurrentNumbers(const std::vector<TunedNumber> &numbers);
