@@ -1,4 +1,4 @@
-// The repository's values for tests of the endgame and passer terms, and the evaluation of a FEN.
+// The repository's values for tests of the endgame and passer terms.
 #pragma once
 #include <string>
 
@@ -15,19 +15,11 @@ class EndgameTest : public EngineTest {
   }
   static void TearDownTestSuite() { LoadCompiledDefaults(); }
 
-  static i32 Eval(const std::string &fen, int rootSide = -1) {
-    LoadFen(fen.c_str());
-    Settings.RootSide = rootSide < 0 ? thread_board.SideToMove : rootSide;
-    i32 score = -MATE_SCORE;
-    Evaluate(&score, MATE_SCORE);
-    return score;
-  }
-
   // The score of `fen` with `weight` set to `value` for the call, then put back.
   static i32 EvalWith(i32 &weight, i32 value, const std::string &fen) {
     const i32 kept = weight;
     weight = value;
-    const i32 score = Eval(fen);
+    const i32 score = EvaluateFen(fen);
     weight = kept;
     return score;
   }

@@ -38,7 +38,7 @@ TEST_F(EndgameTest, RookHoldsPawnByTheBitbase) {
 
 TEST_F(EndgameTest, RookAgainstPawns) {
   for (bool mirrored : {false, true}) {
-    auto eval = [&](const std::string &fen) { return Eval(mirrored ? MirrorFen(fen) : fen); };
+    auto eval = [&](const std::string &fen) { return EvaluateFen(mirrored ? MirrorFen(fen) : fen); };
     // One pawn held: a draw; not held: the rook wins.
     EXPECT_EQ(eval("8/8/8/8/8/2pk4/8/R6K w - - 0 1"), 0);
     EXPECT_EQ(eval("8/8/8/8/8/2pk4/8/R6K b - - 0 1"), 0);
@@ -53,7 +53,7 @@ TEST_F(EndgameTest, RookAgainstPawns) {
 
 TEST_F(EndgameTest, QueenAgainstPawnOnTheSeventh) {
   for (bool mirrored : {false, true}) {
-    auto eval = [&](const std::string &fen) { return Eval(mirrored ? MirrorFen(fen) : fen); };
+    auto eval = [&](const std::string &fen) { return EvaluateFen(mirrored ? MirrorFen(fen) : fen); };
     // The queen's king too far: rook and bishop pawns draw; near enough, the queen wins.
     EXPECT_EQ(eval("K7/8/8/8/8/8/6kp/1Q6 b - - 0 1"), 0);
     EXPECT_FALSE(thread_eval_info.OtherSideKnown);
@@ -68,7 +68,7 @@ TEST_F(EndgameTest, QueenAgainstPawnOnTheSeventh) {
 
 TEST_F(EndgameTest, BishopAndKingBlockadeTwoPawns) {
   for (bool mirrored : {false, true}) {
-    auto eval = [&](const std::string &fen) { return Eval(mirrored ? MirrorFen(fen) : fen); };
+    auto eval = [&](const std::string &fen) { return EvaluateFen(mirrored ? MirrorFen(fen) : fen); };
     // Bishops of opposite colours, pawns c4 and d3 on the light squares, the king on d2 and the dark bishop
     // on c3's diagonal hold them.
     EXPECT_EQ(eval("8/8/6b1/5k2/2p5/3p4/3K4/B7 w - - 0 1"), 0);

@@ -4,17 +4,8 @@
 #include <sstream>
 #include <string>
 
-#include "eval/eval.h"
-#include "shell/settings.h"
+#include "tests/unit/engine_fixture.h"
 #include "tests/unit/move_list.h"
-
-inline i32 EvaluateFen(const std::string &fen) {
-  LoadFen(fen.c_str());
-  Settings.RootSide = thread_board.SideToMove;
-  i32 score = -MATE_SCORE;
-  Evaluate(&score, MATE_SCORE);
-  return score;
-}
 
 // The same position seen in a mirror between files d and e; meaningful without castling rights.
 inline std::string MirrorFiles(const std::string &fen) {

@@ -22,9 +22,9 @@ class RaceTest : public EndgameTest {
   static i32 Share(i32 (&table)[N], const std::string &fen) {
     i32 kept[N];
     std::copy(std::begin(table), std::end(table), kept);
-    const i32 with = Eval(fen), mirroredWith = Eval(MirrorFen(fen));
+    const i32 with = EvaluateFen(fen), mirroredWith = EvaluateFen(MirrorFen(fen));
     std::fill(std::begin(table), std::end(table), 0);
-    const i32 without = Eval(fen), mirroredWithout = Eval(MirrorFen(fen));
+    const i32 without = EvaluateFen(fen), mirroredWithout = EvaluateFen(MirrorFen(fen));
     std::copy(std::begin(kept), std::end(kept), table);
     EXPECT_NEAR(with - without, mirroredWith - mirroredWithout, 2) << fen;
     return fen.find(" w ") != std::string::npos ? with - without : without - with;
