@@ -110,51 +110,54 @@ bool ReadValuesText(const char *path, ValuesText &text, std::string &error) {
   return true;
 }
 
-int WriteValuesFromNames(const char *namesPath, const char *valuesPath, FILE *err) {
+int WriteValuesFromNames(const std::vector<const char *> &namesPaths, const char *valuesPath, FILE *err) {
   (void)DefaultsTaken;
-  std::string content;
-  if (!ReadFile(namesPath, content)) {
-    std::fprintf(err, "can't open %s\n", namesPath);
-    return 1;
-  }
   const std::vector<Place> &places = AllPlaces();
   const std::unordered_map<std::string, size_t> &where = PlaceByName();
 
   std::vector<i64> values = CompiledDefaults();
-  std::vector<int> namedOnLine(values.size(), 0);
+  // Files are read in order; a number may be named once in all of them together.
+  std::vector<bool> named(values.size(), false);
   int problems = 0;
-  size_t lineStart = 0;
-  for (int line = 1; lineStart < content.size(); line++) {
-    size_t lineEnd = content.find('\n', lineStart);
-    if (lineEnd == std::string::npos) lineEnd = content.size();
-    std::string text = content.substr(lineStart, lineEnd - lineStart);
-    lineStart = lineEnd + 1;
-    text = Trim(text.substr(0, text.find('#')));
-    if (text.empty()) continue;
-    // Names may hold '=' inside brackets; the value is what follows the last one.
-    const size_t equals = text.rfind('=');
-    const std::string name = equals == std::string::npos ? text : Trim(text.substr(0, equals));
-    const std::string number = equals == std::string::npos ? "" : Trim(text.substr(equals + 1));
-    const auto found = where.find(name);
-    i64 value = 0;
-    const char *problem = nullptr;
-    if (equals == std::string::npos)
-      problem = "expected name = value";
-    else if (found == where.end())
-      problem = "unknown name";
-    else if (!WholeNumber(number, value))
-      problem = "not a number";
-    else if (!FitsPlace(places[found->second].wide, value))
-      problem = "out of range";
-    else if (namedOnLine[found->second])
-      problem = "named twice";
-    if (problem) {
-      std::fprintf(err, "%s:%d: %s: %s\n", namesPath, line, problem, text.c_str());
-      problems++;
-      continue;
+  for (const char *namesPath : namesPaths) {
+    std::string content;
+    if (!ReadFile(namesPath, content)) {
+      std::fprintf(err, "can't open %s\n", namesPath);
+      return 1;
     }
-    values[found->second] = value;
-    namedOnLine[found->second] = line;
+    size_t lineStart = 0;
+    for (int line = 1; lineStart < content.size(); line++) {
+      size_t lineEnd = content.find('\n', lineStart);
+      if (lineEnd == std::string::npos) lineEnd = content.size();
+      std::string text = content.substr(lineStart, lineEnd - lineStart);
+      lineStart = lineEnd + 1;
+      text = Trim(text.substr(0, text.find('#')));
+      if (text.empty()) continue;
+      // Names may hold '=' inside brackets; the value is what follows the last one.
+      const size_t equals = text.rfind('=');
+      const std::string name = equals == std::string::npos ? text : Trim(text.substr(0, equals));
+      const std::string number = equals == std::string::npos ? "" : Trim(text.substr(equals + 1));
+      const auto found = where.find(name);
+      i64 value = 0;
+      const char *problem = nullptr;
+      if (equals == std::string::npos)
+        problem = "expected name = value";
+      else if (found == where.end())
+        problem = "unknown name";
+      else if (!WholeNumber(number, value))
+        problem = "not a number";
+      else if (!FitsPlace(places[found->second].wide, value))
+        problem = "out of range";
+      else if (named[found->second])
+        problem = "named twice";
+      if (problem) {
+        std::fprintf(err, "%s:%d: %s: %s\n", namesPath, line, problem, text.c_str());
+        problems++;
+        continue;
+      }
+      values[found->second] = value;
+      named[found->second] = true;
+    }
   }
   if (problems) return 1;
 

@@ -19,6 +19,7 @@ bool ReadValuesText(const char *path, ValuesText &text, std::string &error);
 const std::vector<i64> &CompiledDefaults();
 
 // The three commands; each returns the exit code and reports problems on `err`.
-int WriteValuesFromNames(const char *namesPath, const char *valuesPath, FILE *err);
+// `write` reads any number of names files, in order.
+int WriteValuesFromNames(const std::vector<const char *> &namesPaths, const char *valuesPath, FILE *err);
 int PrintValuesWithNames(const char *valuesPath, FILE *out, FILE *err);
 int CheckValuesFile(const char *valuesPath, FILE *out);

@@ -72,7 +72,7 @@ class ValuesTest : public ::testing::Test {
   // values.txt from `name = value` lines through the tool, every other number at its default.
   static void WriteNamed(const std::string &names) {
     WriteText("names.txt", names);
-    ASSERT_EQ(WriteValuesFromNames("names.txt", "values.txt", stderr), 0);
+    ASSERT_EQ(WriteValuesFromNames({"names.txt"}, "values.txt", stderr), 0);
   }
 
  private:
@@ -158,7 +158,7 @@ TEST_F(ValuesTest, ToolRoundTripAndCount) {
   const std::string names = ReadText("printed.txt");
   EXPECT_NE(names.find("\nPasserRankEnding[6] = 120\n"), std::string::npos);
   EXPECT_NE(names.find("\nPruneCounts[ending=1,code=queen,from=h8,to=a1,count=1] = 12345678901\n"), std::string::npos);
-  ASSERT_EQ(WriteValuesFromNames("printed.txt", "again.txt", stderr), 0);
+  ASSERT_EQ(WriteValuesFromNames({"printed.txt"}, "again.txt", stderr), 0);
   EXPECT_EQ(ReadText("again.txt"), first);
 
   FILE *out = std::tmpfile();
@@ -171,10 +171,21 @@ TEST_F(ValuesTest, ToolRoundTripAndCount) {
   EXPECT_EQ(CheckValuesFile("stray.txt", out), 1);
   std::fclose(out);
 
+  // The names split over two files give the same file; a number named in both is refused.
+  WriteText("first.txt", "# comment\nPasserRankEnding[6] = 120\nignored.item56[7] = 3\n");
+  WriteText("second.txt",
+            "ImbalancePawnTable[wq=1,bq=0,wr=2,br=2,wb=0,bb=1,wn=0,bn=0,wp=2,bp=1] = -17\n"
+            "PruneCounts[ending=1,code=queen,from=h8,to=a1,count=1] = 12345678901\n");
+  ASSERT_EQ(WriteValuesFromNames({"first.txt", "second.txt"}, "split.txt", stderr), 0);
+  EXPECT_EQ(ReadText("split.txt"), first);
+  WriteText("again_named.txt", "PasserRankEnding[6] = 121\n");
   FILE *err = std::tmpfile();
+  EXPECT_EQ(WriteValuesFromNames({"first.txt", "again_named.txt"}, "unused.txt", err), 1);
+
   WriteText("bad.txt", "NoSuchTable[3] = 1\nPasserRankEnding[6] = 1e3\nPasserRankEnding[7] = 3000000000\n");
-  EXPECT_EQ(WriteValuesFromNames("bad.txt", "unused.txt", err), 1);
+  EXPECT_EQ(WriteValuesFromNames({"bad.txt"}, "unused.txt", err), 1);
   std::fclose(err);
+  EXPECT_FALSE(std::ifstream("unused.txt").good());
 }
 
 TEST_F(ValuesTest, NamedValuesReachTheirTables) {

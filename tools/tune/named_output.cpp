@@ -37,7 +37,7 @@ bool WriteNamedValues(const std::vector<i64> &numbers, const std::string &headin
     error = std::string("can't write ") + namesPath;
     return false;
   }
-  if (WriteValuesFromNames(namesPath, valuesPath, stderr) != 0) {
+  if (WriteValuesFromNames({namesPath}, valuesPath, stderr) != 0) {
     error = std::string("the values tool couldn't write ") + valuesPath;
     return false;
   }
