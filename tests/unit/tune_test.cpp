@@ -122,6 +122,18 @@ TEST_F(TuneTest, QuiescenceWalkPlaysOutCapturesAndDropsMates) {
   EXPECT_FALSE(ResolveQuiet("3r2k1/5ppp/8/8/8/8/5PPP/3R2K1 w - - 0 1", quiet));  // Rxd8 mates
 }
 
+TEST_F(TuneTest, EvenMaterialWantsEqualPiecesByKind) {
+  const auto even = [](const char *fen, int pawnDifference) {
+    LoadFen(fen);
+    return EvenMaterial(thread_board, pawnDifference);
+  };
+  EXPECT_TRUE(even("r3k3/pp6/8/8/8/8/P7/R3K3 w - - 0 1", 1));
+  EXPECT_FALSE(even("r3k3/pp6/8/8/8/8/P7/R3K3 w - - 0 1", 0));
+  EXPECT_FALSE(even("r3k3/ppp5/8/8/8/8/P7/R3K3 w - - 0 1", 1));
+  EXPECT_FALSE(even("r3kn2/8/8/8/8/8/8/R3KB2 w - - 0 1", 8));  // a knight against a bishop
+  EXPECT_FALSE(even("r3k3/8/8/8/8/8/8/R2QK3 w - - 0 1", 8));
+}
+
 TEST_F(TuneTest, ScalingConstantOfResultsMadeWithAKnownOne) {
   std::vector<LabelledPosition> positions = QuietPositions(300, 5);
   i64 evaluations = 0;

@@ -186,6 +186,12 @@ std::vector<LabelledPosition> ResolveAll(const std::vector<LabelledFen> &fens, i
   return positions;
 }
 
+bool EvenMaterial(const BoardRecord &board, int pawnDifference) {
+  for (const int piece : {KNIGHT, BISHOP, ROOK, QUEEN})
+    if (board.PieceCount[piece][WHITE] != board.PieceCount[piece][BLACK]) return false;
+  return std::abs(board.PieceCount[PAWN][WHITE] - board.PieceCount[PAWN][BLACK]) <= pawnDifference;
+}
+
 i32 WhiteEvaluation(const BoardRecord &board) {
   thread_board = board;
   Ply = 1;

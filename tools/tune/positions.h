@@ -35,6 +35,12 @@ bool ResolveQuiet(const char *fen, BoardRecord &quiet);
 // All of them, in `jobs` processes; the ones that don't resolve are left out.
 std::vector<LabelledPosition> ResolveAll(const std::vector<LabelledFen> &fens, int jobs);
 
+// Both sides have the same knights, bishops, rooks and queens, and their pawns differ by at most `pawnDifference`.
+// The fit holds the material values, so a position with a piece more would otherwise let the tables of that piece
+// (mobility, squares) move by an offset that changes the piece's value, learned from whatever made strong players
+// give up that material.
+bool EvenMaterial(const BoardRecord &board, int pawnDifference);
+
 // The engine's static evaluation from White's view.
 i32 WhiteEvaluation(const BoardRecord &board);
 // Settings under which the tuner evaluates and searches: no pawn hash, so that a changed table counts at once;

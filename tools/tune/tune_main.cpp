@@ -7,6 +7,7 @@
 #include <functional>
 #include <map>
 #include <string>
+#include <vector>
 
 #include "board/attacks.h"
 #include "eval/values.h"
@@ -25,7 +26,7 @@ struct Arguments {
   std::vector<std::string> data;
   std::string heldData, groups = DEFAULT_GROUPS;
   std::string namesOut = "tuned_names.txt", valuesOut = "tuned_values.txt";
-  long train = 20000, held = 5000, positions = 1000, depth = 8, seed = 1, prior = 20;
+  long train = 20000, held = 5000, positions = 1000, depth = 8, seed = 1, prior = 20, evenPawns = -1;
   double k = 0, percentile = 0.9;
   FitOptions fit = {.jobs = 2};
   std::string commandLine;
@@ -40,6 +41,8 @@ int Usage() {
                "0.0) or pgneval's CSV; a name ending in .xz is read through xz.\n"
                "fit:          --train N --held N [--held-data FILE] --groups LIST --rounds N --epochs N --rate X\n"
                "              --l2 X --step N --k X (0: fit it) --jobs N --seed N\n"
+               "              --even-material PAWNS (only positions with equal pieces and pawns that differ by\n"
+               "              at most PAWNS; -1, the default, keeps all)\n"
                "prune-counts: --positions N --depth PLIES --prior TRIALS --percentile X --jobs N --seed N\n"
                "groups:");
   for (const TermGroup &group : TermGroups()) std::fprintf(stderr, " %s", group.name);
@@ -77,6 +80,7 @@ bool ParseArguments(int argc, char **argv, Arguments &a) {
       {"--rounds", NumberInto(a.fit.rounds)}, {"--epochs", NumberInto(a.fit.epochs)},
       {"--rate", NumberInto(a.fit.rate)},   {"--l2", NumberInto(a.fit.l2)},
       {"--step", NumberInto(a.fit.step)},   {"--jobs", NumberInto(a.fit.jobs)},
+      {"--even-material", NumberInto(a.evenPawns)},
   };
   a.commandLine = "quarvelle-tune";
   for (int i = 1; i < argc; i++) a.commandLine += std::string(" ") + argv[i];
@@ -146,13 +150,20 @@ int RunFit(const Arguments &a) {
   const std::vector<LabelledFen> heldFens =
       DrawPositions(a.heldData.empty() ? pool : heldPool, size_t(a.held), unsigned(a.seed) + 1, taken);
   const auto resolving = std::chrono::steady_clock::now();
-  const std::vector<LabelledPosition> train = ResolveAll(trainFens, a.fit.jobs);
-  const std::vector<LabelledPosition> held = ResolveAll(heldFens, a.fit.jobs);
+  std::vector<LabelledPosition> train = ResolveAll(trainFens, a.fit.jobs);
+  std::vector<LabelledPosition> held = ResolveAll(heldFens, a.fit.jobs);
   const double resolveSeconds = SecondsSince(resolving);
   std::printf("positions: %zu drawn for training and %zu held out, %zu and %zu quiet after the quiescence walk "
               "(%.0f positions per second)\n",
               trainFens.size(), heldFens.size(), train.size(), held.size(),
               double(trainFens.size() + heldFens.size()) / resolveSeconds);
+  if (a.evenPawns >= 0) {
+    const auto uneven = [&a](const LabelledPosition &p) { return !EvenMaterial(p.board, int(a.evenPawns)); };
+    std::erase_if(train, uneven);
+    std::erase_if(held, uneven);
+    std::printf("%zu and %zu of them with equal pieces and pawns within %ld\n", train.size(), held.size(),
+                a.evenPawns);
+  }
   if (train.empty() || held.empty()) {
     std::fprintf(stderr, "no positions to fit\n");
     return 1;
