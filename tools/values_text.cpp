@@ -81,6 +81,20 @@ std::vector<bool> WidePlaces() {
   return wide;
 }
 
+// A trimmed "name = value" line: its place and value, or what is wrong with it.
+const char *ParseNamedLine(const std::string &text, size_t &place, i64 &value) {
+  // Names may hold '=' inside brackets; the value is what follows the last one.
+  const size_t equals = text.rfind('=');
+  if (equals == std::string::npos) return "expected name = value";
+  const std::unordered_map<std::string, size_t> &where = PlaceByName();
+  const auto found = where.find(Trim(text.substr(0, equals)));
+  if (found == where.end()) return "unknown name";
+  if (!WholeNumber(Trim(text.substr(equals + 1)), value)) return "not a number";
+  if (!FitsPlace(AllPlaces()[found->second].wide, value)) return "out of range";
+  place = found->second;
+  return nullptr;
+}
+
 // Taken before main, while every table still holds its compiled-in value.
 const bool DefaultsTaken = (CompiledDefaults(), true);
 
@@ -112,9 +126,6 @@ bool ReadValuesText(const char *path, ValuesText &text, std::string &error) {
 
 int WriteValuesFromNames(const std::vector<const char *> &namesPaths, const char *valuesPath, FILE *err) {
   (void)DefaultsTaken;
-  const std::vector<Place> &places = AllPlaces();
-  const std::unordered_map<std::string, size_t> &where = PlaceByName();
-
   std::vector<i64> values = CompiledDefaults();
   // Files are read in order; a number may be named once in all of them together.
   std::vector<bool> named(values.size(), false);
@@ -133,30 +144,17 @@ int WriteValuesFromNames(const std::vector<const char *> &namesPaths, const char
       lineStart = lineEnd + 1;
       text = Trim(text.substr(0, text.find('#')));
       if (text.empty()) continue;
-      // Names may hold '=' inside brackets; the value is what follows the last one.
-      const size_t equals = text.rfind('=');
-      const std::string name = equals == std::string::npos ? text : Trim(text.substr(0, equals));
-      const std::string number = equals == std::string::npos ? "" : Trim(text.substr(equals + 1));
-      const auto found = where.find(name);
+      size_t place = 0;
       i64 value = 0;
-      const char *problem = nullptr;
-      if (equals == std::string::npos)
-        problem = "expected name = value";
-      else if (found == where.end())
-        problem = "unknown name";
-      else if (!WholeNumber(number, value))
-        problem = "not a number";
-      else if (!FitsPlace(places[found->second].wide, value))
-        problem = "out of range";
-      else if (named[found->second])
-        problem = "named twice";
+      const char *problem = ParseNamedLine(text, place, value);
+      if (!problem && named[place]) problem = "named twice";
       if (problem) {
         std::fprintf(err, "%s:%d: %s: %s\n", namesPath, line, problem, text.c_str());
         problems++;
         continue;
       }
-      values[found->second] = value;
-      named[found->second] = true;
+      values[place] = value;
+      named[place] = true;
     }
   }
   if (problems) return 1;
